@@ -1,0 +1,36 @@
+# Installs the program, the libraries, the plug-in and a CMake package, so that other projects can say
+# find_package(Varkle) and link Varkle::Document (or Varkle::Core, Varkle::Gpu).
+include(CMakePackageConfigHelpers)
+
+set(package "${CMAKE_INSTALL_LIBDIR}/cmake/Varkle")
+
+set_target_properties(VarkleCore PROPERTIES EXPORT_NAME Core)
+set_target_properties(VarkleGpu PROPERTIES EXPORT_NAME Gpu)
+set_target_properties(VarkleDocument PROPERTIES EXPORT_NAME Document)
+foreach(library IN ITEMS VarkleCore VarkleGpu VarkleDocument)
+    target_compile_features(${library} PUBLIC cxx_std_20)
+endforeach()
+
+install(TARGETS VarkleCore VarkleGpu VarkleDocument EXPORT VarkleTargets LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS VarkleGpuOperators LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS varkle RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+foreach(library IN ITEMS core gpu document)
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/host/${library}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+endforeach()
+
+if(VARKLE_PINNED_WEBGPU)
+    set(webgpu "${PROJECT_SOURCE_DIR}/third_party/webgpu")
+    install(DIRECTORY "${webgpu}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+    install(PROGRAMS "${webgpu}/lib/libwebgpu_wrapper.so" DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    install(FILES "${webgpu}/LICENSE.library" "${webgpu}/LICENSE.headers"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/licenses/varkle/webgpu")
+endif()
+
+install(EXPORT VarkleTargets NAMESPACE Varkle:: DESTINATION "${package}")
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/VarkleConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/VarkleConfig.cmake"
+    INSTALL_DESTINATION "${package}"
+    PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/VarkleConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/VarkleConfig.cmake" "${PROJECT_BINARY_DIR}/VarkleConfigVersion.cmake"
+    DESTINATION "${package}")

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "Varkle/Core/Operator.h"
+#include "Varkle/Core/Result.h"
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace Varkle
+{
+
+/// Holds operators and their connections and runs them. Operators run in dependency order, each at most once a run and
+/// only when outdated; the cost of a run follows from what changed and what depends on it, not from the size of the
+/// graph.
+///
+/// While an operator executes, the graph must not be changed: no operator may be added, removed or connected from
+/// within Execute. Remove and Run refuse that with an error in the log.
+class Graph final : public Object
+{
+public:
+    Graph();
+    ~Graph() override;
+
+    /// Makes an operator of the type and adds it at the end. Keys are made of letters, digits, "_", "-" and "."; other
+    /// characters become "_". An empty key is replaced by the last part of the type's id in lower case, and one that is
+    /// taken by a free one with the next number behind it ("blur", "blur2", "blur3"). Returns null when the type makes
+    /// no operator.
+    Operator* Add(const ObjectType* type, std::string_view wantedKey = {});
+    /// Adds an operator that exists already; an empty key keeps the one that it has. Returns it, null for null.
+    Operator* Add(std::unique_ptr<Operator> op, std::string_view wantedKey = {});
+    /// Deletes an operator: its connections are undone, elements of lists that it feeds are removed, and references to
+    /// it or to something inside it turn null. An operator of another graph is left alone.
+    void Remove(Operator* op);
+
+    /// Returns the operators in the order in which they were added.
+    const std::vector<std::unique_ptr<Operator>>& GetOperators() const { return operators; }
+    /// Returns the operator with the key, or null.
+    Operator* Find(std::string_view wantedKey) const;
+
+    /// Feeds an input from an output, replacing what fed it. Fails, changing nothing, when the types differ, when the
+    /// connection would close a cycle, or when the two are not in this graph.
+    Status Connect(DataOutput& output, DataInput& input);
+    /// Adds an element at the end of a list and feeds it from an output. Returns the element.
+    Result<DataInput*> Connect(DataOutput& output, DataInputList& list);
+    /// Undoes an input's connection; an element of a list is removed from the list.
+    void Disconnect(DataInput& input);
+
+    /// Runs every outdated operator, sources first.
+    void Run();
+    /// Runs the outdated ones among the operators in `targets` and those that feed them; the others stay outdated.
+    /// Cheap to repeat with the same targets.
+    void Run(const std::vector<Operator*>& targets);
+
+    /// Returns the operators in `targets` and those that feed them, directly or through others; sources first.
+    std::vector<Operator*> CollectSources(const std::vector<Operator*>& targets);
+
+    static const ObjectType* Type();
+    const ObjectType* GetType() const override { return Type(); }
+
+protected:
+    Object* FindChildImplementation(std::string_view childKey) override;
+
+private:
+    friend class DataInput;
+    friend class Object;
+    friend class Operator;
+
+    // Lets keys be looked up without making a string.
+    struct KeyHash
+    {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>{}(key); }
+    };
+    template<class T>
+    using ByKey = std::unordered_map<std::string, T, KeyHash, std::equal_to<>>;
+
+    std::string TakeKey(Operator& op, std::string_view wanted);
+
+    Status CheckConnection(const DataOutput& output, Operator* target, const std::string& input,
+                           const ObjectType* inputType, std::string_view dataType);
+    bool Feeds(Operator& source, Operator& target);
+    void Link(DataOutput& output, DataInput& input);
+    void ConnectionsChanged() { selectionValid = false; }
+
+    void Request(Operator& op);
+    void RunSelection();
+    void UpdateRanks();
+    void UpdateSelection();
+    bool IsSelected(const Operator& op) const { return !targets || op.selectedIn == selection; }
+
+    std::vector<std::unique_ptr<Operator>> operators;
+    ByKey<Operator*> byKey;
+    ByKey<unsigned long> lastNumbers; // of the numbered keys, by what stands before the number
+
+    // Dependency order: an operator's rank is greater than that of all operators that feed it, while ranksValid.
+    std::size_t nextRank = 0;
+    bool ranksValid = true;
+    unsigned long lastVisit = 0; // tells searches apart
+
+    // The operators that run: all, or the targets and their sources.
+    std::optional<std::vector<Operator*>> targets;
+    unsigned long selection = 0;
+    bool selectionValid = true;
+
+    // Who is asked whether it is outdated. An operator that is marked becomes a candidate; what turns out not to be
+    // selected waits aside until the selection changes, so that it costs nothing on the runs between.
+    std::vector<Operator*> candidates;
+    std::vector<Operator*> waiting;
+    std::vector<Operator*> polled; // of classes that decide themselves: asked on every run
+    std::vector<Operator*> queue;  // of the current run; a heap with the least rank in front
+    std::optional<std::size_t> runningRank;
+};
+
+} // namespace Varkle

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Varkle/Gpu/Buffer.h"
+#include "Varkle/Gpu/Pipeline.h"
+#include "Varkle/Gpu/Texture.h"
+#include "Varkle/Gpu/UniformBuffer.h"
+
+#include <vector>
+
+namespace Varkle
+{
+
+/// Builds a bind group for one group of a pipeline's layout, which follows from all bindings that the shader declares,
+/// used or not. A bind group fits every pipeline of the same shader and dynamic offsets.
+class BindGroupBuilder
+{
+public:
+    BindGroupBuilder(const RenderPipeline& pipeline, int group);
+    BindGroupBuilder(const ComputePipeline& pipeline, int group);
+
+    /// Binds a view's texture and its sampler.
+    BindGroupBuilder& AddTextureView(int textureBinding, int samplerBinding, const TextureView& view);
+    /// Binds one block of a uniform buffer; with dynamic offsets block 0, and the offset chooses.
+    BindGroupBuilder& AddUniformBuffer(int binding, const UniformBuffer& buffer, int block);
+    /// Binds a whole buffer for reading and writing.
+    BindGroupBuilder& AddStorageBuffer(int binding, const Buffer& buffer);
+    /// Binds a whole buffer for reading.
+    BindGroupBuilder& AddReadOnlyStorageBuffer(int binding, const Buffer& buffer);
+
+    /// Returns the bind group. Null when the pipeline's shader has no such group, a binding that it declares was given
+    /// nothing or something that does not fit, or there is no device; what is wrong is in the log.
+    wgpu::BindGroup Build();
+
+private:
+    BindGroupBuilder(const Shader& layoutShader, BindingLayout* layout, int layoutGroup);
+    void AddBuffer(int binding, const Buffer& buffer, std::uint64_t offset, std::uint64_t size);
+    bool IsComplete() const;
+
+    Shader shader;
+    int group = 0;
+    wgpu::BindGroupLayout groupLayout; // null when there is none
+    std::vector<wgpu::BindGroupEntry> entries;
+};
+
+} // namespace Varkle

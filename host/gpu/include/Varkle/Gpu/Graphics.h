@@ -1,0 +1,111 @@
+#pragma once
+
+#include "Varkle/Core/Result.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+#include <webgpu/webgpu_cpp.h>
+
+namespace Varkle
+{
+
+/// Counts what the GPU layer did since the process started (or since ResetCounters); `idle...` are momentary.
+struct GpuCounters
+{
+    std::uint64_t shadersCompiled = 0;  ///< shader modules handed to the driver
+    std::uint64_t pipelinesCreated = 0; ///< render and compute pipelines
+    std::uint64_t bindGroupsCreated = 0;
+    std::uint64_t samplersCreated = 0;
+    std::uint64_t buffersCreated = 0;  ///< GPU buffers that were newly allocated
+    std::uint64_t buffersReused = 0;   ///< buffers that came from the pool instead
+    std::uint64_t texturesCreated = 0; ///< GPU textures that were newly allocated
+    std::uint64_t texturesReused = 0;  ///< frame buffer textures that came from the pool instead
+    std::uint64_t renderPasses = 0;    ///< submitted
+    std::uint64_t computePasses = 0;   ///< submitted
+    std::uint64_t draws = 0;
+    std::uint64_t dispatches = 0;
+    std::uint64_t bytesUploaded = 0; ///< to buffers and textures
+    std::uint64_t readBacks = 0;     ///< pixel reads that were asked for
+    std::uint64_t errors = 0;        ///< errors that the device reported
+    std::uint64_t idleTextures = 0;  ///< textures that wait in the pool now
+    std::uint64_t idleTextureBytes = 0;
+    std::uint64_t idleBuffers = 0; ///< buffers that wait in the pool now
+    std::uint64_t idleBufferBytes = 0;
+};
+
+/// Describes a GPU, or a CPU that does its work.
+struct AdapterInfo
+{
+    std::string name; ///< "NVIDIA H200", "llvmpipe (LLVM 15.0.6, 256 bits)"
+    std::string vendor;
+    std::string driver;  ///< what the driver says of itself and its version
+    std::string backend; ///< "Vulkan", "Metal", ...
+    std::string type;    ///< "discrete GPU", "integrated GPU", "CPU", "unknown"
+};
+
+/// The one GPU device of the process. Everything here belongs to the main thread.
+namespace Graphics
+{
+
+/// Chooses an adapter and makes the device. `adapter` is part of an adapter's name (case ignored), "cpu" for one
+/// without a GPU, or empty for the best: what the environment variable VARKLE_ADAPTER names, else a discrete GPU, an
+/// integrated one, the CPU. Does nothing when the device exists. The error (a machine's) names the adapters that there
+/// are.
+Status Start(const std::string& adapter = {});
+
+/// Returns the device; starts it with the defaults when Start was not called. Null when that fails, which is logged
+/// once.
+wgpu::Device GetDevice();
+wgpu::Queue GetQueue();
+wgpu::Instance GetInstance();
+
+/// True when the device exists; never starts it.
+bool IsStarted();
+
+/// Releases the device and everything that the layer keeps for it. Handles that are still held become empty of use.
+void Shutdown();
+
+/// Describes the adapter of the device (started when needed).
+AdapterInfo GetAdapterInfo();
+/// Describes every adapter that this machine offers, the best first, without making a device.
+std::vector<AdapterInfo> ListAdapters();
+/// Returns the names of the features that the device has, sorted, as WebGPU spells them ("timestamp-query").
+std::vector<std::string> GetFeatureNames();
+bool HasFeature(wgpu::FeatureName feature);
+/// Returns the limits of the device.
+const wgpu::Limits& GetLimits();
+
+/// Runs what the GPU has finished: read-back callbacks, errors, a lost device. Call it once a frame.
+void ProcessEvents();
+/// Sleeps until a read-back has finished and ran its callback, or the time is over. Returns false when none is in
+/// flight.
+bool WaitForReadBack(std::chrono::milliseconds timeout);
+/// True while a read-back is in flight.
+bool HasReadBacks();
+/// Sleeps until everything submitted so far has been done by the GPU.
+void WaitForGpu();
+
+/// True when the device was lost (unplugged, reset, crashed driver); the reason is in the log and in GetLostReason.
+bool IsLost();
+std::string GetLostReason();
+
+GpuCounters GetCounters();
+void ResetCounters();
+
+/// Starts measuring the GPU time of every pass, by the operator that submitted it. Returns false when the adapter has
+/// no timestamps.
+bool StartTimings();
+/// Returns the GPU time by operator key since StartTimings, waiting for passes that are still under way.
+std::map<std::string, std::chrono::nanoseconds> CollectTimings();
+
+/// Releases pooled textures and buffers that were not used for a while; call it once a frame. `all` releases every idle
+/// one.
+void TrimPools(bool all = false);
+
+} // namespace Graphics
+
+} // namespace Varkle

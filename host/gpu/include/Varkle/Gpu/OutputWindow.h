@@ -1,0 +1,83 @@
+#pragma once
+
+#include "Varkle/Gpu/Texture.h"
+
+#include <glm/vec2.hpp>
+#include <string>
+#include <string_view>
+
+namespace Varkle::Gui
+{
+
+/// The units in which a window's size can be asked for.
+enum class SizeUnit
+{
+    Physical = 0, ///< pixels of the display
+    Logical = 1,  ///< pixels of the desktop, scaled with the display's settings
+};
+
+/// Is a window that shows a texture. The setters are requests: the window keeps what it was last asked, and the getters
+/// tell what is. On a system without a display the window stays closed, keeps what it was asked and says so once in the
+/// log.
+class OutputWindow
+{
+public:
+    /// Makes a closed window; it is first shown by SetOpen.
+    OutputWindow();
+    /// Closes the window.
+    ~OutputWindow();
+    OutputWindow(const OutputWindow&) = delete;
+    OutputWindow& operator=(const OutputWindow&) = delete;
+
+    /// Sets what the window shows, fitted into it on black; an empty texture is black.
+    void SetTexture(const Texture& newTexture);
+    void SetTitle(std::string_view newTitle);
+    /// Asks for the window to be shown, with what was set before, or to be closed.
+    void SetOpen(bool on);
+    /// Sets the size of what the window shows, while it is not fullscreen.
+    void SetSize(const glm::ivec2& newSize, SizeUnit unit);
+    /// Sets the top-left corner on the screen, while the window is not fullscreen.
+    void SetPosition(const glm::ivec2& newPosition);
+    /// Asks for the window to fill the display that it is on.
+    void SetFullscreen(bool on);
+    /// Asks for a title bar and a border.
+    void SetDecorated(bool on);
+    void SetAlwaysOnTop(bool on);
+    /// Asks for the desktop to show through where the texture is not opaque.
+    void SetTransparent(bool on);
+    /// Asks for mouse and keyboard input; without it clicks go to what is behind.
+    void SetInteractive(bool on);
+
+    /// True while the window is on screen, also minimized.
+    bool IsOpen() const;
+    /// True while the window is open and fills its display.
+    bool IsFullscreen() const;
+    /// True while the window is open and minimized.
+    bool IsMinimized() const;
+    /// Returns the size of what the window shows in physical pixels. While the window is closed or minimized this, and
+    /// what the getters below return, is what it was last; before the first opening it is what was asked for.
+    glm::ivec2 GetResolution() const;
+    /// Returns the same in logical pixels.
+    glm::ivec2 GetLogicalSize() const;
+    /// Returns the top-left corner on the screen; of a fullscreen window that of its display.
+    glm::ivec2 GetPosition() const;
+    /// Returns physical pixels per logical pixel, 1 before the first opening.
+    float GetScale() const;
+    /// Returns the frames per second of the window's display, 60 before the first opening.
+    float GetRefreshRate() const;
+
+private:
+    Texture texture;
+    std::string title;
+    glm::ivec2 size{1280, 720};
+    SizeUnit sizeUnit = SizeUnit::Physical;
+    glm::ivec2 position{100, 100};
+    bool open = false;
+    bool fullscreen = false;
+    bool decorated = true;
+    bool alwaysOnTop = false;
+    bool transparent = false;
+    bool interactive = true;
+};
+
+} // namespace Varkle::Gui

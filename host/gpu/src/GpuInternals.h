@@ -1,0 +1,70 @@
+#pragma once
+
+#include "Varkle/Gpu/Graphics.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// What the classes of the GPU layer share among themselves.
+namespace Varkle
+{
+class Texture;
+}
+
+namespace Varkle::Internal
+{
+
+/// The counters, to be counted up.
+GpuCounters& Counters();
+
+/// Makes the label of a GPU object or the beginning of a message: what it is, and the operator that is executing, so
+/// that validation messages name it: "soft: render pipeline".
+std::string Label(std::string_view what);
+
+/// Returns where a pass that is about to be recorded writes its begin and end times, for the operator that is
+/// executing; null while timings are off or the adapter has none. The structure stays valid until the pass was
+/// submitted.
+const wgpu::PassTimestampWrites* BeginPassTiming();
+/// To be called with the encoder after the pass was ended and before the encoder is finished, when BeginPassTiming gave
+/// something for it.
+void EndPassTiming(const wgpu::CommandEncoder& encoder);
+/// To be called after the queue was given the pass.
+void PassSubmitted();
+/// Ends the timings and forgets them.
+void ReleaseTimings();
+
+/// A sampler for the options, made once: the GPU blocks on samplers of a new kind.
+wgpu::Sampler GetSampler(wgpu::FilterMode filter, wgpu::AddressMode addressMode);
+
+/// Grows whenever the device was released or replaced; caches of GPU objects compare it to know that theirs are stale.
+unsigned long DeviceGeneration();
+/// True when objects of that generation can go on being used: the device exists still and was not lost.
+bool IsCurrent(unsigned long generation);
+
+/// Sleeps until the future's callback has run, or the time is over. Returns whether it has run.
+bool Wait(wgpu::Future future, std::chrono::nanoseconds timeout = std::chrono::nanoseconds::max());
+
+/// Returns the first line of what the device says of an error; the others repeat where it happened.
+std::string_view FirstLine(std::string_view message);
+
+/// Keeps what the device says against the calls made from its construction to Finish from its error callback, which
+/// would log it: validation, memory and the driver's internal errors. Scopes nest.
+class ErrorScope
+{
+public:
+    ErrorScope();
+    ErrorScope(const ErrorScope&) = delete;
+    ErrorScope& operator=(const ErrorScope&) = delete;
+
+    /// Ends the scope and returns the first line of the complaint, empty when all went well. To be called once.
+    std::string Finish();
+};
+
+/// Returns the view of a frame buffer's texture that a pass draws into.
+wgpu::TextureView GetRenderView(const Texture& texture);
+/// Returns true for a frame buffer's texture into which nothing was drawn since it was allocated, and notes that now
+/// something is: the pass that asks clears it, since what the pool hands out holds an old picture.
+bool TakeFresh(const Texture& texture);
+
+} // namespace Varkle::Internal

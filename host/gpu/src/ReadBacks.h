@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Varkle/Gpu/Texture.h"
+
+#include <chrono>
+
+// The read-backs that are under way, for Graphics.
+namespace Varkle::ReadBacks
+{
+
+bool HasAny();
+/// Runs the callbacks of those that have finished.
+void Deliver();
+/// Sleeps until one has finished and ran its callback, or the time is over.
+void Wait(std::chrono::milliseconds timeout);
+/// Ends all with invalid images.
+void Abort();
+
+} // namespace Varkle::ReadBacks

@@ -1,0 +1,39 @@
+#include "Command.h"
+#include "Console.h"
+#include "Varkle/Document/GraphDocument.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Varkle
+{
+
+namespace
+{
+
+int RunCheck(const std::vector<std::string>& paths)
+{
+    int status = Done;
+    for (const std::string& path : paths)
+    {
+        std::vector<DocumentError> errors;
+        const GraphDocument document = GraphDocument::Load(path, errors);
+        if (errors.empty())
+            errors = document.Check();
+        if (!errors.empty())
+            status = PrintError(JoinErrors(errors));
+    }
+    return status;
+}
+
+} // namespace
+
+void AddCheckCommand(CLI::App& app, Run& run)
+{
+    auto paths = std::make_shared<std::vector<std::string>>();
+    CLI::App* const command =
+        app.add_subcommand("check", "Read graph documents and report every error, without a GPU")->fallthrough();
+    command->add_option("graphs", *paths, "The graph documents to check")->required()->type_name("GRAPH...");
+    command->callback([&run, paths] { run = [paths] { return RunCheck(*paths); }; });
+}
+
+} // namespace Varkle

@@ -1,0 +1,96 @@
+#include "FrameWriter.h"
+
+#include "Console.h"
+#include "Varkle/Core/FileWriting.h"
+#include "Varkle/Core/Tasks.h"
+#include "Varkle/Gpu/Graphics.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fmt/format.h>
+#include <thread>
+
+namespace Varkle
+{
+
+namespace
+{
+
+constexpr const char* standardOutput = "-";
+
+Status WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes)
+{
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (path != standardOutput)
+        return WriteFileAtomically(path, text);
+    errno = 0;
+    if (PrintOutput(text))
+        return Ok();
+    return Error{fmt::format("could not write to standard output: {}.", std::strerror(errno)), errno == ENOSPC};
+}
+
+} // namespace
+
+void FrameWriter::Write(const Texture& texture, ImageFormat format, std::string path)
+{
+    // One picture for each core that encodes, and a few on their way to and from them.
+    const int most = int(std::max(1U, std::thread::hardware_concurrency())) + 2;
+    WaitForFewerThan(most);
+    ++underWay;
+    texture.ReadPixelsAsync([this, format, path = std::move(path)](Image image)
+                            { Encode(std::move(image), format, path); });
+}
+
+void FrameWriter::Encode(Image image, ImageFormat format, std::string path)
+{
+    if (!image.IsValid())
+    {
+        Done(Error{fmt::format("could not write {}: the pixels could not be read back from the GPU.", path), true});
+        return;
+    }
+    Tasks::RunInBackground(
+        Tasks::Kind::Compute,
+        [this, image = std::move(image), format, path = std::move(path)]
+        {
+            auto bytes = std::make_shared<std::vector<std::uint8_t>>(image.Encode(format));
+            Tasks::RunInBackground(Tasks::Kind::FileIo,
+                                   [this, bytes, path]
+                                   {
+                                       Status status = bytes->empty() ? Status(Error{fmt::format(
+                                                                            "could not encode {}.", path)})
+                                                                      : WriteBytes(path, *bytes);
+                                       Tasks::RunOnMainThread([this, status] { Done(status); });
+                                   });
+        });
+}
+
+void FrameWriter::Done(const Status& status)
+{
+    --underWay;
+    if (!status && !failure)
+        failure = status.GetError();
+}
+
+void FrameWriter::WaitForFewerThan(int count)
+{
+    constexpr std::chrono::milliseconds patience(50);
+    while (underWay >= count)
+    {
+        if (Graphics::HasReadBacks())
+            Graphics::WaitForReadBack(patience);
+        else
+            Tasks::WaitForMainThreadTasks(patience);
+        Tasks::RunMainThreadTasks();
+    }
+}
+
+Status FrameWriter::Finish()
+{
+    WaitForFewerThan(1);
+    if (failure)
+        return *failure;
+    return Ok();
+}
+
+} // namespace Varkle

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Varkle/Core/Result.h"
+#include "Varkle/Gpu/Texture.h"
+
+#include <optional>
+#include <string>
+
+namespace Varkle
+{
+
+/// Writes textures to picture files while later frames are already being rendered: pixels are read back, encoded on all
+/// cores and written in the background. Memory stays bounded, since only so many pictures are under way at once.
+class FrameWriter
+{
+public:
+    /// Starts writing a texture; waits first while too many are under way. The path "-" is standard output.
+    void Write(const Texture& texture, ImageFormat format, std::string path);
+
+    /// Waits until everything has been written and returns the first failure.
+    Status Finish();
+
+    /// True when something could not be written.
+    bool HasFailed() const { return failure.has_value(); }
+
+private:
+    void WaitForFewerThan(int count);
+    void Encode(Image image, ImageFormat format, std::string path);
+    void Done(const Status& status);
+
+    int underWay = 0;
+    std::optional<Error> failure;
+};
+
+} // namespace Varkle

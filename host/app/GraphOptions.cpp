@@ -1,0 +1,101 @@
+#include "GraphOptions.h"
+
+#include "Suggestion.h"
+#include "Varkle/Gpu/Graphics.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <fmt/format.h>
+
+namespace Varkle
+{
+
+namespace
+{
+
+bool ReadWhole(std::string_view text, long long& number)
+{
+    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return code == std::errc() && end == text.data() + text.size();
+}
+
+Status ApplySet(GraphSession& session, const std::string& text)
+{
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos)
+        return Error{fmt::format("--set {}: it must have the form KEY.PARAMETER=VALUE", Quoted(text))};
+    const Status status = session.SetParameter(text.substr(0, equals), text.substr(equals + 1));
+    if (!status)
+        return Error{fmt::format("--set {}: {}", Quoted(text), status.GetError().message)};
+    return Ok();
+}
+
+} // namespace
+
+void AddGraphOptions(CLI::App& command, GraphOptions& options)
+{
+    command.add_option("graph", options.graph, "The graph document to run")->required()->type_name("GRAPH");
+    command.add_option("--frames", options.frames, "The first N frames, or frames A..B (default 1)")
+        ->type_name("N|A..B");
+    command.add_option("--operator", options.operators, "An operator to run for (repeatable)")
+        ->type_name("KEY")
+        ->allow_extra_args(false);
+    command.add_option("--set", options.set, "Set a parameter for this run (repeatable)")
+        ->type_name("KEY.PARAMETER=VALUE")
+        ->allow_extra_args(false);
+}
+
+Result<FrameRange> ReadFrameRange(const std::string& text)
+{
+    FrameRange range;
+    const std::size_t dots = text.find("..");
+    if (dots == std::string::npos)
+    {
+        long long count = 0;
+        if (!ReadWhole(text, count) || count < 1)
+            return Error{fmt::format("--frames {}: it must be a number of frames from 1 on, or A..B", Quoted(text))};
+        range.last = count - 1;
+        return range;
+    }
+    const std::string_view view = text;
+    if (!ReadWhole(view.substr(0, dots), range.first) || !ReadWhole(view.substr(dots + 2), range.last) ||
+        range.first < 0)
+        return Error{fmt::format("--frames {}: a range must be two whole numbers A..B from 0 on", Quoted(text))};
+    if (range.last < range.first)
+        return Error{fmt::format("--frames {}: the range ends before it begins", Quoted(text))};
+    return range;
+}
+
+Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common)
+{
+    std::vector<DocumentError> errors;
+    GraphDocument document = GraphDocument::Load(options.graph, errors);
+    if (errors.empty())
+        errors = document.Check();
+    if (!errors.empty())
+        return Error{JoinErrors(errors)};
+    if (const Status started = Graphics::Start(common.adapter); !started)
+        return started.GetError();
+
+    Result<GraphSession> session = GraphSession::Build(std::move(document));
+    if (!session)
+        return session;
+    for (const std::string& text : options.set)
+    {
+        if (const Status status = ApplySet(*session, text); !status)
+            return status.GetError();
+    }
+    for (const std::string& key : options.operators)
+    {
+        if (session->GetGraph().Find(key))
+            continue;
+        std::vector<std::string> known;
+        for (const std::unique_ptr<Operator>& op : session->GetGraph().GetOperators())
+            known.push_back(op->GetKey());
+        return Error{fmt::format("--operator {}: there is no such operator in {}{}", Quoted(key), options.graph,
+                                 Suggestion(key, known))};
+    }
+    return session;
+}
+
+} // namespace Varkle

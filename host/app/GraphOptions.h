@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Command.h"
+#include "Varkle/Document/GraphSession.h"
+
+#include <string>
+#include <vector>
+
+namespace Varkle
+{
+
+/// Holds the options of commands that run a graph.
+struct GraphOptions
+{
+    std::string graph;
+    std::string frames = "1";
+    std::vector<std::string> operators;
+    std::vector<std::string> set;
+};
+
+/// Is a range of frames, both ends included.
+struct FrameRange
+{
+    long long first = 0;
+    long long last = 0;
+    long long Count() const { return last - first + 1; }
+};
+
+/// Adds the options to a command.
+void AddGraphOptions(CLI::App& command, GraphOptions& options);
+
+/// Reads "N" (the first N frames) or "A..B".
+Result<FrameRange> ReadFrameRange(const std::string& text);
+
+/// Reads and checks the document, starts the GPU and builds the graph with the parameters of --set.
+Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common);
+
+} // namespace Varkle

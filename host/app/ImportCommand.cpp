@@ -1,0 +1,85 @@
+#include "Command.h"
+#include "Console.h"
+#include "Suggestion.h"
+#include "Varkle/Core/FileImportRegistry.h"
+#include "Varkle/Core/Graph.h"
+#include "Varkle/Document/GraphDocument.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <fmt/format.h>
+
+namespace Varkle
+{
+
+namespace
+{
+
+struct ImportOptions
+{
+    std::vector<std::string> files;
+    std::string output;
+};
+
+// Makes an operator's key of a file's name: what a key can't have becomes "_".
+std::string MakeKey(const std::filesystem::path& file)
+{
+    std::string key = file.stem().string();
+    std::ranges::replace_if(
+        key,
+        [](unsigned char c)
+        { return c >= 128 || (std::isalnum(c) == 0 && c != '_' && c != '-' && c != '.'); },
+        '_');
+    return key;
+}
+
+Status ImportFile(const std::string& file, Graph& graph)
+{
+    std::error_code code;
+    if (!std::filesystem::is_regular_file(file, code))
+        return Error{fmt::format("{}: there is no such file", file)};
+    const std::filesystem::path absolute = std::filesystem::absolute(file).lexically_normal();
+    std::unique_ptr<Operator> op = FileImportRegistry::Get().CreateOperator(absolute);
+    if (!op)
+        return Error{fmt::format("{}: no importer takes files of this kind; there are importers for {}", file,
+                                 fmt::join(FileImportRegistry::Get().GetExtensions(), " "))};
+    graph.Add(std::move(op), MakeKey(absolute));
+    return Ok();
+}
+
+int RunImport(const ImportOptions& options)
+{
+    Graph graph;
+    int status = Done;
+    for (const std::string& file : options.files)
+    {
+        if (const Status imported = ImportFile(file, graph); !imported)
+            status = PrintError(imported.GetError());
+    }
+    if (status != Done)
+        return status;
+    const bool toFile = !options.output.empty() && options.output != "-";
+    const std::filesystem::path folder =
+        toFile ? std::filesystem::absolute(options.output).parent_path() : std::filesystem::current_path();
+    constexpr double frameRate = 60;
+    const GraphDocument document = GraphDocument::FromGraph(graph, frameRate, folder);
+    if (!toFile)
+        return PrintOutput(document.ToText()) ? Done : PrintError(Error{"could not write to standard output", true});
+    const Status saved = document.Save(options.output);
+    return saved ? Done : PrintError(saved.GetError());
+}
+
+} // namespace
+
+void AddImportCommand(CLI::App& app, Run& run)
+{
+    auto options = std::make_shared<ImportOptions>();
+    CLI::App* const command =
+        app.add_subcommand("import", "Make a graph of picture and model files")->fallthrough();
+    command->add_option("files", options->files, "The files to import")->required()->type_name("FILE...");
+    command->add_option("--output", options->output, "The graph document to write (default: standard output)");
+    command->callback([&run, options] { run = [options] { return RunImport(*options); }; });
+}
+
+} // namespace Varkle

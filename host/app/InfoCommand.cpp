@@ -1,0 +1,69 @@
+#include "Command.h"
+#include "Console.h"
+#include "Varkle/Gpu/Graphics.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <glm/glm.hpp>
+#include <nlohmann/json.hpp>
+
+namespace Varkle
+{
+
+namespace
+{
+
+std::string Describe(const AdapterInfo& adapter)
+{
+    return fmt::format("{} ({}, {}, {})", adapter.name, adapter.type, adapter.backend, adapter.driver);
+}
+
+std::string DescribeDevice()
+{
+    const wgpu::Limits& limits = Graphics::GetLimits();
+    std::string text = fmt::format("adapter         {}\n", Describe(Graphics::GetAdapterInfo()));
+    for (const AdapterInfo& adapter : Graphics::ListAdapters())
+        text += fmt::format("available       {}\n", Describe(adapter));
+    text += fmt::format("features        {}\n", fmt::join(Graphics::GetFeatureNames(), " "));
+    text += fmt::format("limits          texture side {}, buffer {} MiB, storage binding {} MiB, uniform binding {} KiB,\n"
+                        "                uniform alignment {}, workgroups a dimension {}, bind groups {}\n",
+                        limits.maxTextureDimension2D, limits.maxBufferSize >> 20U,
+                        limits.maxStorageBufferBindingSize >> 20U, limits.maxUniformBufferBindingSize >> 10U,
+                        limits.minUniformBufferOffsetAlignment, limits.maxComputeWorkgroupsPerDimension,
+                        limits.maxBindGroups);
+    return text;
+}
+
+int RunInfo(const CommonOptions& common, const std::vector<Plugin>& plugins)
+{
+    const Console console(common.logLevel);
+    std::string text = fmt::format("varkle          {}\n", VARKLE_VERSION);
+    const Status started = Graphics::Start(common.adapter);
+    if (started)
+        text += DescribeDevice();
+    const char* const display = std::getenv("DISPLAY");
+    const char* const wayland = std::getenv("WAYLAND_DISPLAY");
+    text += fmt::format("display         {}\n", display && *display ? display : wayland && *wayland ? wayland : "none");
+    for (const Plugin& plugin : plugins)
+        text += fmt::format("plug-in         {}\n", plugin.GetPath());
+    text += fmt::format("built with      glm {}.{}.{}, fmt {}.{}.{}, nlohmann-json {}.{}.{}, CLI11 {}\n",
+                        GLM_VERSION_MAJOR, GLM_VERSION_MINOR, GLM_VERSION_PATCH, FMT_VERSION / 10000,
+                        FMT_VERSION / 100 % 100, FMT_VERSION % 100, NLOHMANN_JSON_VERSION_MAJOR,
+                        NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH, CLI11_VERSION);
+    if (!PrintOutput(text))
+        return PrintError(Error{"could not write to standard output", true});
+    return started ? Done : PrintError(started.GetError());
+}
+
+} // namespace
+
+void AddInfoCommand(CLI::App& app, const CommonOptions& common, const std::vector<Plugin>& plugins, Run& run)
+{
+    CLI::App* const command =
+        app.add_subcommand("info", "Print the GPU adapter, its limits and features, plug-ins and versions")
+            ->fallthrough();
+    command->callback([&run, &common, &plugins]
+                      { run = [&common, &plugins] { return RunInfo(common, plugins); }; });
+}
+
+} // namespace Varkle

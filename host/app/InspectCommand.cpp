@@ -1,0 +1,58 @@
+#include "Command.h"
+#include "Console.h"
+#include "GraphOptions.h"
+#include "Statistics.h"
+#include "Varkle/Gpu/Graphics.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace Varkle
+{
+
+namespace
+{
+
+int RunInspect(const GraphOptions& options, const CommonOptions& common)
+{
+    const Console console(common.logLevel);
+    const Result<FrameRange> frames = ReadFrameRange(options.frames);
+    if (!frames)
+        return PrintError(frames.GetError());
+    Result<GraphSession> session = OpenGraph(options, common);
+    if (!session)
+        return PrintError(session.GetError());
+
+    WatchForInterrupts();
+    const bool timed = common.stats && Graphics::StartTimings();
+    for (long long frame = frames->first; frame <= frames->last && !WasInterrupted(); ++frame)
+    {
+        if (options.operators.empty())
+            session->GoToFrame(frame);
+        else
+            session->GoToFrame(frame, options.operators);
+    }
+    GraphSession::Finish();
+    if (common.stats)
+        fmt::print(stderr, "{}", FormatStatistics(session->GetGraph(), timed));
+    if (WasInterrupted())
+        return PrintError(Error{"the run was interrupted", true});
+    if (Graphics::IsLost())
+        return PrintError(Error{"the GPU device was lost: " + Graphics::GetLostReason(), true});
+    if (!PrintOutput(session->Inspect(console.GetLines())))
+        return PrintError(Error{"could not write to standard output", true});
+    return Done;
+}
+
+} // namespace
+
+void AddInspectCommand(CLI::App& app, const CommonOptions& common, Run& run)
+{
+    auto options = std::make_shared<GraphOptions>();
+    CLI::App* const command =
+        app.add_subcommand("inspect", "Run frames and print the state of every operator as JSON")->fallthrough();
+    AddGraphOptions(*command, *options);
+    command->callback([&run, &common, options] { run = [&common, options] { return RunInspect(*options, common); }; });
+}
+
+} // namespace Varkle

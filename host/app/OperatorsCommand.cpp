@@ -1,0 +1,87 @@
+#include "Command.h"
+#include "Console.h"
+#include "JsonLayout.h"
+#include "OperatorText.h"
+#include "Suggestion.h"
+#include "Varkle/Core/TypeLibrary.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+namespace Varkle
+{
+
+namespace
+{
+
+std::string ListAsText()
+{
+    std::size_t width = 0;
+    for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
+        width = std::max(width, info.type->GetId().size());
+    std::string text;
+    for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
+        text += fmt::format("{:<{}}  {}\n", info.type->GetId(), width, info.summary);
+    return text;
+}
+
+std::string ListAsJson()
+{
+    JsonValue list = JsonArray();
+    for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
+    {
+        JsonValue tags = JsonArray();
+        for (const std::string& tag : info.tags)
+            tags.elements.push_back(JsonString(tag));
+        JsonValue json = JsonObject();
+        AddMember(json, "type", JsonString(info.type->GetId()));
+        AddMember(json, "category", JsonString(info.category));
+        AddMember(json, "name", JsonString(info.name));
+        AddMember(json, "summary", JsonString(info.summary));
+        AddMember(json, "tags", std::move(tags));
+        list.elements.push_back(std::move(json));
+    }
+    return LayOutJson(list);
+}
+
+int Print(const std::string& text)
+{
+    return PrintOutput(text) ? Done : PrintError(Error{"could not write to standard output", true});
+}
+
+int RunDescribe(const std::string& name)
+{
+    const OperatorInfo* info = TypeLibrary::Get().Find(name);
+    if (!info)
+        info = TypeLibrary::Get().FindByPath(name);
+    if (info)
+        return Print(FormatOperator(*info));
+    std::vector<std::string> known;
+    for (const OperatorInfo& other : TypeLibrary::Get().GetOperators())
+    {
+        known.push_back(other.type->GetId());
+        known.push_back(other.category + "/" + other.name);
+        known.push_back(other.name);
+    }
+    return PrintError(fmt::format("there is no operator {}{}", Quoted(name), Suggestion(name, known)));
+}
+
+} // namespace
+
+void AddOperatorsCommands(CLI::App& app, Run& run)
+{
+    auto asJson = std::make_shared<bool>(false);
+    CLI::App* const operators =
+        app.add_subcommand("operators", "List the operator types with their summaries")->fallthrough();
+    operators->add_flag("--json", *asJson, "Print a JSON array");
+    operators->callback([&run, asJson] { run = [asJson] { return Print(*asJson ? ListAsJson() : ListAsText()); }; });
+
+    auto name = std::make_shared<std::string>();
+    CLI::App* const describe = app.add_subcommand("describe", "Print one operator's document")->fallthrough();
+    describe->add_option("operator", *name, "A type id, or a name as in Texture/Blur")
+        ->required()
+        ->type_name("OPERATOR");
+    describe->callback([&run, name] { run = [name] { return RunDescribe(*name); }; });
+}
+
+} // namespace Varkle

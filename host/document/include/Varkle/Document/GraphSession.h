@@ -1,0 +1,83 @@
+#pragma once
+
+#include "Varkle/Core/Graph.h"
+#include "Varkle/Core/Log.h"
+#include "Varkle/Document/GraphDocument.h"
+#include "Varkle/Gpu/Image.h"
+#include "Varkle/Gpu/Texture.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Varkle
+{
+
+/// Is one line of the log, kept.
+struct LogLine
+{
+    LogLevel level = LogLevel::Info;
+    std::string text;
+};
+
+/// Runs a graph document: makes its operators, connects them, and goes from frame to frame, evaluating expressions. This is
+/// the interface for programs that embed the library. Nothing here prints, ends the process or touches signals; errors come
+/// back as values, what operators have to say goes to the log (LogListener). Plug-ins must be loaded before (Plugin::Load)
+/// and stay loaded as long as the session lives. Main thread only.
+class GraphSession
+{
+public:
+    /// Reads, checks and builds a document. The error holds one line for everything that is wrong with it.
+    static Result<GraphSession> Load(const std::string& path);
+    /// Does the same with a document in memory; see GraphDocument::Parse.
+    static Result<GraphSession> Parse(std::string_view text, const std::string& name = "document",
+                                      const std::filesystem::path& folder = {});
+    /// Does the same with a document that was read before.
+    static Result<GraphSession> Build(GraphDocument document);
+
+    GraphSession(GraphSession&&) noexcept;
+    GraphSession& operator=(GraphSession&&) noexcept;
+    ~GraphSession();
+
+    /// Sets a parameter from now on, replacing its value or expression: `target` is "key.Parameter", e.g. "soft.Radius", and
+    /// `value` is what stands in a document: `12`, `[640, 360]`, `"8 + sin(time)"` (with its quotes), `"Average"`. Text that
+    /// is no JSON is taken as a string, so that `Average` works too.
+    Status SetParameter(std::string_view target, std::string_view value);
+
+    /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator that is
+    /// outdated then. Frames may be visited in any order.
+    void GoToFrame(long long frame);
+    /// Does the same for the operators with these keys, what feeds them, and the operators without outputs and what feeds
+    /// those. An unknown key is an error, and nothing runs.
+    Status GoToFrame(long long frame, const std::vector<std::string>& keys);
+
+    /// Returns the keys of the operators with an output that feeds nothing, in document order: what one looks at by default.
+    std::vector<std::string> GetDefaultOutputs() const;
+
+    /// Returns the texture that an operator's output carries; empty when there is none.
+    Texture GetTexture(std::string_view key) const;
+    /// Returns that texture's pixels, waiting for the GPU; an invalid image when there is none.
+    Image ReadPixels(std::string_view key) const;
+
+    /// Runs what is pending between frames: finished background work, read-backs, GPU events. GoToFrame does so too.
+    static void Pump();
+    /// Waits until all background work and read-backs are done, and runs what they hand to the main thread.
+    static void Finish();
+
+    /// Returns the state of every operator as the JSON object that `varkle inspect` prints, with the lines logged.
+    std::string Inspect(const std::vector<LogLine>& log = {}) const;
+
+    Graph& GetGraph();
+    const Graph& GetGraph() const;
+    const GraphDocument& GetDocument() const;
+    long long GetFrame() const;
+    double GetFrameRate() const;
+
+private:
+    struct State;
+    explicit GraphSession(std::unique_ptr<State> state);
+    std::unique_ptr<State> state;
+};
+
+} // namespace Varkle

@@ -1,0 +1,141 @@
+#include "Json.h"
+#include "JsonLayout.h"
+#include "ParameterValue.h"
+#include "Varkle/Core/FileWriting.h"
+#include "Varkle/Core/Graph.h"
+#include "Varkle/Core/ParameterBundle.h"
+#include "Varkle/Core/Parameters.h"
+#include "Varkle/Document/GraphDocument.h"
+
+// Makes documents of graphs, and moves documents between folders.
+
+namespace Varkle
+{
+
+namespace
+{
+
+bool IsPath(const Parameter& parameter)
+{
+    if (parameter.GetParameterType() != ParameterType::String)
+        return false;
+    const auto editor = static_cast<const StringParameter&>(parameter).GetEditorType();
+    return editor == StringParameter::EditorType::FilePath || editor == StringParameter::EditorType::Folder;
+}
+
+JsonValue WriteValue(const Parameter& parameter, const std::filesystem::path& folder)
+{
+    if (!IsPath(parameter))
+        return WriteParameterValue(parameter);
+    const std::filesystem::path path = static_cast<const StringParameter&>(parameter).Value();
+    if (path.empty() || path.is_relative())
+        return JsonString(path.string());
+    // Another root has no relative form; the path then stays absolute.
+    const std::filesystem::path relative = path.lexically_relative(folder);
+    return JsonString((relative.empty() ? path : relative).generic_string());
+}
+
+// True when a parameter is as a new operator of the type has it, so that a document need not say it.
+bool IsInitial(const Parameter& parameter, const Operator* fresh)
+{
+    const Parameter* const initial = fresh ? fresh->FindParameter(parameter.GetName()) : nullptr;
+    return initial && initial->GetParameterType() == parameter.GetParameterType() &&
+           LayOutJson(WriteParameterValue(*initial)) == LayOutJson(WriteParameterValue(parameter));
+}
+
+JsonValue WriteParameters(const Operator& op, const std::filesystem::path& folder)
+{
+    const std::unique_ptr<Object> made = op.GetType()->Create();
+    const auto* const fresh = dynamic_cast<const Operator*>(made.get());
+    JsonValue json = JsonObject();
+    for (const Parameter* const parameter : op.GetParameters())
+    {
+        const bool isState = parameter->GetParameterType() != ParameterType::Trigger;
+        if (isState && !parameter->HasFlag(ParameterFlag::Output) && !IsInitial(*parameter, fresh))
+            AddMember(json, parameter->GetName(), WriteValue(*parameter, folder));
+    }
+    return json;
+}
+
+JsonValue SourceKey(const DataInput& input)
+{
+    const DataOutput* const source = input.GetConnection();
+    return source ? JsonString(source->GetOperator()->GetKey()) : JsonNull();
+}
+
+JsonValue WriteInputs(const Operator& op)
+{
+    JsonValue json = JsonObject();
+    for (const Object* const port : op.GetInputs())
+    {
+        if (const auto* const input = dynamic_cast<const DataInput*>(port))
+        {
+            if (input->GetConnection())
+                AddMember(json, input->GetName(), SourceKey(*input));
+        }
+        else if (const auto* const list = dynamic_cast<const DataInputList*>(port); !list->GetInputs().empty())
+        {
+            JsonValue keys = JsonArray();
+            for (const DataInput* const element : list->GetInputs())
+                keys.elements.push_back(SourceKey(*element));
+            AddMember(json, list->GetName(), std::move(keys));
+        }
+    }
+    return json;
+}
+
+JsonValue WriteBundles(const Operator& op, const std::filesystem::path& folder)
+{
+    JsonValue json = JsonObject();
+    for (const ParameterBundleList* const list : op.GetBundleLists())
+    {
+        JsonValue maps = JsonArray();
+        for (const ParameterBundle* const bundle : list->GetBundles())
+        {
+            JsonValue map = JsonObject();
+            for (const Parameter* const parameter : bundle->GetParameters())
+                AddMember(map, parameter->GetName(), WriteValue(*parameter, folder));
+            maps.elements.push_back(std::move(map));
+        }
+        if (!maps.elements.empty())
+            AddMember(json, list->GetName(), std::move(maps));
+    }
+    return json;
+}
+
+JsonValue WriteOperator(const Operator& op, const std::filesystem::path& folder)
+{
+    JsonValue json = JsonObject();
+    AddMember(json, "key", JsonString(op.GetKey()));
+    AddMember(json, "type", JsonString(op.GetType()->GetId()));
+    const auto addUnlessEmpty = [&json](const char* name, JsonValue value)
+    {
+        if (!value.members.empty())
+            AddMember(json, name, std::move(value));
+    };
+    addUnlessEmpty("parameters", WriteParameters(op, folder));
+    addUnlessEmpty("inputs", WriteInputs(op));
+    addUnlessEmpty("bundles", WriteBundles(op, folder));
+    return json;
+}
+
+} // namespace
+
+GraphDocument GraphDocument::FromGraph(const Graph& graph, double frameRate, const std::filesystem::path& folder)
+{
+    GraphDocument document;
+    document.folder = folder;
+    JsonValue operators = JsonArray();
+    for (const std::unique_ptr<Operator>& op : graph.GetOperators())
+        operators.elements.push_back(WriteOperator(*op, folder));
+    SetMember(*document.root, "frameRate", JsonNumber(frameRate));
+    SetMember(*document.root, "operators", std::move(operators));
+    return document;
+}
+
+Status GraphDocument::Save(const std::string& path) const
+{
+    return WriteFileAtomically(path, ToText());
+}
+
+} // namespace Varkle

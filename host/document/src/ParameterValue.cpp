@@ -1,0 +1,460 @@
+#include "ParameterValue.h"
+
+#include "JsonLayout.h"
+#include "Suggestion.h"
+#include "Varkle/Core/Graph.h"
+#include "Varkle/Core/Parameters.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <glm/ext/matrix_transform.hpp>
+#include <glm/gtc/type_ptr.hpp>
+#include <limits>
+
+namespace Varkle
+{
+
+namespace
+{
+
+constexpr std::array parameterTypes = {
+    ParameterType::Float,      ParameterType::Int,        ParameterType::Bool,        ParameterType::String,
+    ParameterType::Enum,       ParameterType::Color,      ParameterType::Vector2,     ParameterType::Vector3,
+    ParameterType::Vector4,    ParameterType::Vector2Int, ParameterType::Vector3Int,  ParameterType::Transform3D,
+    ParameterType::Trigger,    ParameterType::Reference,
+};
+
+std::string_view KindName(JsonKind kind)
+{
+    switch (kind)
+    {
+    case JsonKind::Null:
+        return "null";
+    case JsonKind::Bool:
+        return "true or false";
+    case JsonKind::Number:
+        return "a number";
+    case JsonKind::String:
+        return "a string";
+    case JsonKind::Array:
+        return "an array";
+    case JsonKind::Object:
+        return "an object";
+    }
+    return "";
+}
+
+// Reports that the JSON value is of the wrong kind.
+void WrongKind(const JsonValue& json, std::string_view wanted, const ValueErrors& errors)
+{
+    errors(json.at, "takes " + std::string(wanted) + ", not " + std::string(KindName(json.kind)));
+}
+
+std::optional<NumberSource> ReadExpression(const JsonValue& json, const ValueErrors& errors)
+{
+    auto parsed = Expression::Parse(json.text);
+    if (const auto* error = std::get_if<ExpressionError>(&parsed))
+    {
+        errors(json.at, "has an expression that can't be read, at its character " + std::to_string(error->offset + 1) +
+                            ": " + error->message);
+        return std::nullopt;
+    }
+    return NumberSource{0, std::make_shared<Expression>(std::move(std::get<Expression>(parsed)))};
+}
+
+std::optional<NumberSource> ReadNumber(const JsonValue& json, std::string_view wanted, const ValueErrors& errors)
+{
+    if (json.kind == JsonKind::Number)
+        return NumberSource{json.number, nullptr};
+    if (json.kind == JsonKind::String)
+        return ReadExpression(json, errors);
+    WrongKind(json, wanted, errors);
+    return std::nullopt;
+}
+
+// Reads an array of between `least` and `most` numbers into `numbers`.
+bool ReadNumbers(const JsonValue& json, std::size_t least, std::size_t most, std::string_view wanted,
+                 const ValueErrors& errors, std::vector<NumberSource>& numbers)
+{
+    if (json.kind != JsonKind::Array)
+    {
+        WrongKind(json, wanted, errors);
+        return false;
+    }
+    if (json.elements.size() < least || json.elements.size() > most)
+    {
+        errors(json.at, "takes " + std::string(wanted) + ", not an array of " + std::to_string(json.elements.size()));
+        return false;
+    }
+    bool good = true;
+    for (const JsonValue& element : json.elements)
+    {
+        if (auto number = ReadNumber(element, "a number or an expression as a component", errors))
+            numbers.push_back(std::move(*number));
+        else
+            good = false;
+    }
+    return good;
+}
+
+bool ReadVector(const JsonValue& json, std::size_t size, const ValueErrors& errors, std::vector<NumberSource>& numbers)
+{
+    return ReadNumbers(json, size, size, "an array of " + std::to_string(size) + " numbers", errors, numbers);
+}
+
+// "#rrggbb" or "#rrggbbaa".
+bool ReadHexColor(const JsonValue& json, const ValueErrors& errors, std::vector<NumberSource>& numbers)
+{
+    const std::string& text = json.text;
+    const bool digits = std::all_of(text.begin() + (text.empty() ? 0 : 1), text.end(),
+                                    [](unsigned char c) { return std::isxdigit(c) != 0; });
+    if (text.empty() || text.front() != '#' || !digits || (text.size() != 7 && text.size() != 9))
+    {
+        errors(json.at, "takes a color as \"#rrggbb\" or \"#rrggbbaa\", not " + Quoted(text));
+        return false;
+    }
+    for (std::size_t i = 1; i < text.size(); i += 2)
+        numbers.push_back({std::stoi(text.substr(i, 2), nullptr, 16) / 255.0, nullptr});
+    return true;
+}
+
+bool ReadColor(const JsonValue& json, const ValueErrors& errors, std::vector<NumberSource>& numbers)
+{
+    constexpr std::string_view wanted = "an array of 3 or 4 numbers or a string \"#rrggbb\" or \"#rrggbbaa\"";
+    const bool good = json.kind == JsonKind::String ? ReadHexColor(json, errors, numbers)
+                                                    : ReadNumbers(json, 3, 4, wanted, errors, numbers);
+    if (numbers.size() == 3)
+        numbers.push_back({1.0, nullptr});
+    return good;
+}
+
+// An object with translate, rotate (degrees) and scale, each optional.
+bool ReadTransformParts(const JsonValue& json, const ValueErrors& errors, std::vector<NumberSource>& numbers)
+{
+    numbers = {{0, {}}, {0, {}}, {0, {}}, {0, {}}, {0, {}}, {0, {}}, {1, {}}, {1, {}}, {1, {}}};
+    const std::vector<std::string> names = {"translate", "rotate", "scale"};
+    bool good = true;
+    for (const JsonMember& member : json.members)
+    {
+        const auto name = std::ranges::find(names, member.name);
+        if (name == names.end())
+        {
+            errors(member.at, "takes the members \"translate\", \"rotate\" and \"scale\", not " + Quoted(member.name) +
+                                  Suggestion(member.name, names));
+            good = false;
+            continue;
+        }
+        std::vector<NumberSource> part;
+        if (ReadVector(member.value, 3, errors, part))
+            std::ranges::move(part, numbers.begin() + 3 * (name - names.begin()));
+        else
+            good = false;
+    }
+    return good;
+}
+
+bool ReadTransform(const JsonValue& json, const ValueErrors& errors, std::vector<NumberSource>& numbers)
+{
+    constexpr std::string_view wanted = "16 numbers or an object with \"translate\", \"rotate\" and \"scale\"";
+    if (json.kind == JsonKind::Object)
+        return ReadTransformParts(json, errors, numbers);
+    return ReadNumbers(json, 16, 16, wanted, errors, numbers);
+}
+
+bool ReadText(const JsonValue& json, std::string_view wanted, const ValueErrors& errors, std::string& text)
+{
+    if (json.kind != JsonKind::String)
+    {
+        WrongKind(json, wanted, errors);
+        return false;
+    }
+    text = json.text;
+    return true;
+}
+
+bool ReadOneNumber(const JsonValue& json, const ValueErrors& errors, std::vector<NumberSource>& numbers)
+{
+    auto number = ReadNumber(json, "a number or an expression", errors);
+    if (number)
+        numbers.push_back(std::move(*number));
+    return number.has_value();
+}
+
+bool ReadSwitch(const JsonValue& json, std::string_view wanted, const ValueErrors& errors,
+                std::vector<NumberSource>& numbers)
+{
+    if (json.kind == JsonKind::Bool)
+    {
+        numbers.push_back({json.boolean ? 1.0 : 0.0, nullptr});
+        return true;
+    }
+    if (json.kind == JsonKind::String)
+        return ReadOneNumber(json, errors, numbers);
+    WrongKind(json, wanted, errors);
+    return false;
+}
+
+double Evaluate(const NumberSource& source, const ExpressionClock& clock)
+{
+    return source.expression ? source.expression->Evaluate(clock) : source.constant;
+}
+
+// Rounds to the nearest whole number, halves away from zero, within the type's range; not a number becomes 0.
+template <class Integer>
+Integer Round(double value)
+{
+    if (std::isnan(value))
+        return 0;
+    constexpr auto lowest = double(std::numeric_limits<Integer>::min());
+    if (value <= lowest)
+        return std::numeric_limits<Integer>::min();
+    if (value >= -lowest)
+        return std::numeric_limits<Integer>::max();
+    return Integer(std::round(value));
+}
+
+// T * Rz * Ry * Rx * S, angles in degrees. Composed in double precision, so that right angles give clean zeros.
+glm::mat4 ComposeTransform(const std::vector<double>& n)
+{
+    glm::dmat4 matrix = glm::translate(glm::dmat4(1.0), {n[0], n[1], n[2]});
+    matrix = glm::rotate(matrix, glm::radians(n[5]), {0, 0, 1});
+    matrix = glm::rotate(matrix, glm::radians(n[4]), {0, 1, 0});
+    matrix = glm::rotate(matrix, glm::radians(n[3]), {1, 0, 0});
+    return glm::scale(matrix, {n[6], n[7], n[8]});
+}
+
+void ApplyNumbers(const std::vector<double>& n, Parameter& parameter)
+{
+    switch (parameter.GetParameterType())
+    {
+    case ParameterType::Float:
+        static_cast<FloatParameter&>(parameter).SetValue(n[0]);
+        break;
+    case ParameterType::Int:
+        static_cast<IntParameter&>(parameter).SetValue(Round<long long>(n[0]));
+        break;
+    case ParameterType::Bool:
+        static_cast<BoolParameter&>(parameter).SetValue(n[0] != 0);
+        break;
+    case ParameterType::Color:
+        static_cast<ColorParameter&>(parameter).SetValue({n[0], n[1], n[2], n[3]});
+        break;
+    case ParameterType::Vector2:
+        static_cast<Vector2Parameter&>(parameter).SetValue({n[0], n[1]});
+        break;
+    case ParameterType::Vector3:
+        static_cast<Vector3Parameter&>(parameter).SetValue({n[0], n[1], n[2]});
+        break;
+    case ParameterType::Vector4:
+        static_cast<Vector4Parameter&>(parameter).SetValue({n[0], n[1], n[2], n[3]});
+        break;
+    case ParameterType::Vector2Int:
+        static_cast<Vector2IntParameter&>(parameter).SetValue({Round<int>(n[0]), Round<int>(n[1])});
+        break;
+    case ParameterType::Vector3Int:
+        static_cast<Vector3IntParameter&>(parameter).SetValue({Round<int>(n[0]), Round<int>(n[1]), Round<int>(n[2])});
+        break;
+    case ParameterType::Transform3D:
+        static_cast<Transform3DParameter&>(parameter).SetValue(
+            n.size() == 16 ? glm::mat4(glm::make_mat4(n.data())) : ComposeTransform(n));
+        break;
+    case ParameterType::Trigger:
+        if (n[0] != 0)
+            static_cast<TriggerParameter&>(parameter).Trigger();
+        break;
+    default:
+        break;
+    }
+}
+
+std::string ApplyString(const std::string& text, StringParameter& parameter, const std::filesystem::path& folder)
+{
+    const auto editor = parameter.GetEditorType();
+    const bool isPath = editor == StringParameter::EditorType::FilePath || editor == StringParameter::EditorType::Folder;
+    if (isPath && !text.empty() && std::filesystem::path(text).is_relative())
+        parameter.SetValue((folder / text).lexically_normal().string());
+    else
+        parameter.SetValue(text);
+    return {};
+}
+
+std::string ApplyReference(const std::string& key, PtrParameter& parameter, const Graph& graph)
+{
+    Operator* const target = key.empty() ? nullptr : graph.Find(key);
+    if (!key.empty() && target == nullptr)
+        return "refers to an operator " + Quoted(key) + " that there is not";
+    if (!parameter.SetValue(target))
+        return "can't refer to the operator " + Quoted(key) + ", which is a " + target->GetType()->GetId();
+    return {};
+}
+
+template <class Vector>
+JsonValue WriteVector(const Vector& vector)
+{
+    JsonValue json = JsonArray();
+    for (glm::length_t i = 0; i < vector.length(); ++i)
+    {
+        if constexpr (std::is_integral_v<typename Vector::value_type>)
+            json.elements.push_back(JsonInteger(vector[i]));
+        else
+            json.elements.push_back(JsonNumber(vector[i]));
+    }
+    return json;
+}
+
+JsonValue WriteReference(const PtrParameter& parameter)
+{
+    const Object* const target = parameter.Value();
+    return target ? JsonString(target->GetKey()) : JsonNull();
+}
+
+JsonValue WriteMatrix(const glm::mat4& matrix)
+{
+    JsonValue json = JsonArray();
+    for (int i = 0; i < 16; ++i)
+        json.elements.push_back(JsonNumber(glm::value_ptr(matrix)[i]));
+    return json;
+}
+
+} // namespace
+
+bool ParameterValue::IsAnimated() const
+{
+    if (type == ParameterType::Trigger)
+        return !numbers.empty() && numbers[0].expression != nullptr;
+    return std::ranges::any_of(numbers,
+                               [](const NumberSource& n) { return n.expression && !n.expression->IsConstant(); });
+}
+
+std::optional<ParameterValue> ReadParameterValue(ParameterType type, const JsonValue& json, const ValueErrors& errors)
+{
+    ParameterValue value;
+    value.type = type;
+    bool good = true;
+    switch (type)
+    {
+    case ParameterType::Float:
+    case ParameterType::Int:
+        good = ReadOneNumber(json, errors, value.numbers);
+        break;
+    case ParameterType::Bool:
+        good = ReadSwitch(json, "true, false or an expression", errors, value.numbers);
+        break;
+    case ParameterType::Trigger:
+        good = ReadSwitch(json, "true or an expression", errors, value.numbers);
+        break;
+    case ParameterType::String:
+        good = ReadText(json, "a string", errors, value.text);
+        break;
+    case ParameterType::Enum:
+        good = ReadText(json, "one of its names as a string", errors, value.text);
+        break;
+    case ParameterType::Reference:
+        good = json.kind == JsonKind::Null || ReadText(json, "the key of an operator or null", errors, value.text);
+        break;
+    case ParameterType::Color:
+        good = ReadColor(json, errors, value.numbers);
+        break;
+    case ParameterType::Vector2:
+    case ParameterType::Vector2Int:
+        good = ReadVector(json, 2, errors, value.numbers);
+        break;
+    case ParameterType::Vector3:
+    case ParameterType::Vector3Int:
+        good = ReadVector(json, 3, errors, value.numbers);
+        break;
+    case ParameterType::Vector4:
+        good = ReadVector(json, 4, errors, value.numbers);
+        break;
+    case ParameterType::Transform3D:
+        good = ReadTransform(json, errors, value.numbers);
+        break;
+    }
+    if (!good)
+        return std::nullopt;
+    return value;
+}
+
+void CheckValueOfOpenType(const JsonValue& json, const ValueErrors& errors)
+{
+    constexpr std::string_view wanted = "a number, an expression or an array of them";
+    std::vector<NumberSource> numbers;
+    if (json.kind == JsonKind::Array)
+        ReadNumbers(json, 2, 4, "an array of 2 to 4 numbers", errors, numbers);
+    else
+        ReadNumber(json, wanted, errors);
+}
+
+std::string ApplyParameterValue(const ParameterValue& value, Parameter& parameter, const ExpressionClock& clock,
+                                const std::filesystem::path& folder, const Graph& graph)
+{
+    switch (value.type)
+    {
+    case ParameterType::String:
+        return ApplyString(value.text, static_cast<StringParameter&>(parameter), folder);
+    case ParameterType::Enum:
+        static_cast<EnumParameter&>(parameter).SetValue(value.text);
+        return {};
+    case ParameterType::Reference:
+        return ApplyReference(value.text, static_cast<PtrParameter&>(parameter), graph);
+    default:
+        break;
+    }
+    std::vector<double> numbers;
+    numbers.reserve(value.numbers.size());
+    for (const NumberSource& source : value.numbers)
+        numbers.push_back(Evaluate(source, clock));
+    ApplyNumbers(numbers, parameter);
+    return {};
+}
+
+JsonValue WriteParameterValue(const Parameter& parameter)
+{
+    switch (parameter.GetParameterType())
+    {
+    case ParameterType::Float:
+        return JsonNumber(static_cast<const FloatParameter&>(parameter).Value());
+    case ParameterType::Int:
+        return JsonInteger(static_cast<const IntParameter&>(parameter).Value());
+    case ParameterType::Bool:
+        return JsonBool(static_cast<const BoolParameter&>(parameter).Value());
+    case ParameterType::String:
+        return JsonString(static_cast<const StringParameter&>(parameter).Value());
+    case ParameterType::Enum:
+        return JsonString(static_cast<const EnumParameter&>(parameter).Value());
+    case ParameterType::Color:
+    {
+        const Color color = static_cast<const ColorParameter&>(parameter).Value();
+        return WriteVector(glm::dvec4(color.r, color.g, color.b, color.a));
+    }
+    case ParameterType::Vector2:
+        return WriteVector(static_cast<const Vector2Parameter&>(parameter).Value());
+    case ParameterType::Vector3:
+        return WriteVector(static_cast<const Vector3Parameter&>(parameter).Value());
+    case ParameterType::Vector4:
+        return WriteVector(static_cast<const Vector4Parameter&>(parameter).Value());
+    case ParameterType::Vector2Int:
+        return WriteVector(static_cast<const Vector2IntParameter&>(parameter).Value());
+    case ParameterType::Vector3Int:
+        return WriteVector(static_cast<const Vector3IntParameter&>(parameter).Value());
+    case ParameterType::Transform3D:
+        return WriteMatrix(static_cast<const Transform3DParameter&>(parameter).Value());
+    case ParameterType::Trigger:
+        return JsonBool(static_cast<const TriggerParameter&>(parameter).IsTriggered());
+    case ParameterType::Reference:
+        return WriteReference(static_cast<const PtrParameter&>(parameter));
+    }
+    return JsonNull();
+}
+
+std::optional<ParameterType> FindParameterType(std::string_view name)
+{
+    const auto found = std::ranges::find(parameterTypes, name, GetParameterTypeName);
+    if (found == parameterTypes.end())
+        return std::nullopt;
+    return *found;
+}
+
+} // namespace Varkle

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Varkle/Gpu/Shader.h"
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace Varkle
+{
+
+/// Makes each of the library's shaders once per process, on first request, and hands out copies of the handle after that:
+/// operators of one type share one compilation. What a missing resource gives is kept like any other result, so that its
+/// warning appears once. Main thread only.
+class ShaderCache
+{
+public:
+    /// Returns the shader of the WGSL resource "Shaders/" + name.
+    static Shader GetShader(const std::string& name);
+
+    /// Returns the shader linked from SPIR-V resources, each a full resource path, one for each stage.
+    static Shader GetShaderSpirv(std::vector<std::string> paths);
+
+    /// Forgets all shaders; operators keep the handles that they have.
+    static void Clear();
+
+    /// Returns how many shaders are kept.
+    static std::size_t GetSize() { return s_cache.size(); }
+
+private:
+    // WGSL shaders by name, SPIR-V shaders by their paths joined with "|".
+    static std::unordered_map<std::string, Shader> s_cache;
+};
+
+} // namespace Varkle

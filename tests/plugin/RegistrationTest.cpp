@@ -1,0 +1,102 @@
+#include "Varkle/Core/FileImportRegistry.h"
+#include "Varkle/Core/Graph.h"
+#include "Varkle/Core/Log.h"
+#include "Varkle/Core/Parameters.h"
+#include "Varkle/Core/Plugin.h"
+#include "Varkle/Core/TypeLibrary.h"
+#include "support/Catch.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+using namespace Varkle;
+
+namespace
+{
+
+std::string RunShell(const std::string& command)
+{
+    std::string output;
+    FILE* const pipe = popen(command.c_str(), "r");
+    REQUIRE(pipe);
+    std::array<char, 4096> part;
+    for (std::size_t n = fread(part.data(), 1, part.size(), pipe); n > 0; n = fread(part.data(), 1, part.size(), pipe))
+        output.append(part.data(), n);
+    pclose(pipe);
+    return output;
+}
+
+std::vector<std::string> RegisteredIds()
+{
+    std::vector<std::string> ids;
+    for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
+        ids.push_back(info.type->GetId());
+    return ids;
+}
+
+} // namespace
+
+TEST_CASE("The plug-in exports its two entry points and nothing else")
+{
+    CHECK(RunShell("nm -D --defined-only '" VARKLE_PLUGIN "' | awk '{ print $3 }' | sort") ==
+          "VarklePluginLoad\nVarklePluginUnload\n");
+}
+
+TEST_CASE("Loading registers the operator types in their order, unloading forgets them")
+{
+    REQUIRE(RegisteredIds().empty());
+    {
+        const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
+        REQUIRE(plugin);
+        CHECK(RegisteredIds() == std::vector<std::string>{"Varkle.Texture.Color", "Varkle.Texture.LoadImage",
+                                                          "Varkle.Texture.GrayScale"});
+    }
+    CHECK(RegisteredIds().empty());
+    CHECK(FileImportRegistry::Get().FindType("a.png") == nullptr);
+}
+
+TEST_CASE("Every operator's document fits what its constructor creates, and loading says nothing")
+{
+    std::vector<std::string> lines;
+    const LogListener listener([&](LogLevel, std::string_view text) { lines.emplace_back(text); });
+    const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
+    REQUIRE(plugin);
+    for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
+    {
+        INFO(info.type->GetId());
+        Graph graph;
+        const Operator* const op = graph.Add(info.type);
+        REQUIRE(op);
+        CHECK(op->GetType() == info.type);
+        CHECK(info.type->GetParent() == Operator::Type());
+        CHECK(CheckOperatorDoc(info, *op));
+        CHECK_FALSE(info.summary.empty());
+        CHECK_FALSE(info.tags.empty());
+        CHECK_FALSE(info.body.empty());
+        for (const auto* const entries : {&info.inputs, &info.outputs, &info.parameters})
+        {
+            for (const OperatorInfo::Entry& entry : *entries)
+                CHECK_FALSE((entry.description.empty() && entry.summary.empty()));
+        }
+    }
+    CHECK(lines.empty());
+}
+
+TEST_CASE("The image importer makes a Load Image with the file's path, and leaves other files alone")
+{
+    const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
+    REQUIRE(plugin);
+    for (const char* const extension :
+         {"png", "jpg", "jpeg", "bmp", "tga", "gif", "pic", "pnm", "ppm", "pgm", "hdr", "psd", "JPEG"})
+    {
+        const std::string path = std::string("/pictures/a cat.") + extension;
+        const std::unique_ptr<Operator> op = FileImportRegistry::Get().CreateOperator(path);
+        REQUIRE(op);
+        CHECK(op->GetType()->GetId() == "Varkle.Texture.LoadImage");
+        CHECK(static_cast<StringParameter*>(op->FindParameter("Path"))->Value() == path);
+    }
+    CHECK(FileImportRegistry::Get().CreateOperator("/pictures/a cat.tiff") == nullptr);
+    CHECK(FileImportRegistry::Get().CreateOperator("/pictures/png") == nullptr);
+}

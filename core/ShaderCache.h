@@ -9,9 +9,9 @@
 namespace Varkle
 {
 
-/// Makes each of the library's shaders once per process, on first request, and hands out copies of the handle after that:
-/// operators of one type share one compilation. What a missing resource gives is kept like any other result, so that its
-/// warning appears once. Main thread only.
+/// Makes each of the library's shaders once per process, on first request, and hands out copies of the handle after
+/// that: operators of one type share one compilation. What a missing resource gives is kept like any other result, so
+/// that its warning appears once. Main thread only.
 class ShaderCache
 {
 public:

@@ -38,8 +38,8 @@ void RegisterImageImporter()
 {
     FileImportRegistry::Get().RegisterImporter(
         {".png", ".jpg", ".jpeg", ".bmp", ".tga", ".gif", ".pic", ".pnm", ".ppm", ".pgm", ".hdr", ".psd"},
-        LoadImage::Type(), [](Operator& op, const std::filesystem::path& path)
-        { static_cast<LoadImage&>(op).SetPath(path.string()); });
+        LoadImage::Type(),
+        [](Operator& op, const std::filesystem::path& path) { static_cast<LoadImage&>(op).SetPath(path.string()); });
 }
 
 } // namespace

@@ -16,10 +16,10 @@ Buffer MakeFullScreenQuad()
     return buffer;
 }
 
-FullScreenPass::FullScreenPass(const std::string& shaderName) :
-    shader(ShaderCache::GetShader(shaderName)),
-    quad(MakeFullScreenQuad()),
-    uniforms(shader, 1, wgpu::BufferUsage::Uniform | wgpu::BufferUsage::CopyDst)
+FullScreenPass::FullScreenPass(const std::string& shaderName)
+    : shader(ShaderCache::GetShader(shaderName)),
+      quad(MakeFullScreenQuad()),
+      uniforms(shader, 1, wgpu::BufferUsage::Uniform | wgpu::BufferUsage::CopyDst)
 {
     RebuildPipeline(InitialFrameBufferFormat());
 }

@@ -20,8 +20,8 @@ namespace Varkle
 ///     const FrameBuffer target = settings.CreateFrameBuffer();
 ///     pass.Draw(target, {pass.MakeTextureGroup(1, {texture})});
 ///
-/// The shader has the entry points vs_main (the quad's clip-space corners at location 0) and fs_main, its uniform block at
-/// group 0, binding 0, and its textures, each followed by its sampler, from group 1 on.
+/// The shader has the entry points vs_main (the quad's clip-space corners at location 0) and fs_main, its uniform block
+/// at group 0, binding 0, and its textures, each followed by its sampler, from group 1 on.
 class FullScreenPass
 {
 public:
@@ -34,13 +34,13 @@ public:
     /// Addresses a member of the uniform block.
     UniformProxy GetUniform(std::string_view name) { return uniforms.GetBlock(0).GetVariable(name); }
 
-    /// Binds textures from binding 0 on, each followed by its sampler, with linear filtering and clamped edges unless the
-    /// options say otherwise.
+    /// Binds textures from binding 0 on, each followed by its sampler, with linear filtering and clamped edges unless
+    /// the options say otherwise.
     wgpu::BindGroup MakeTextureGroup(int group, std::initializer_list<Texture> textures,
                                      const TextureViewOptions& options = {}) const;
 
-    /// Uploads the uniforms that changed and draws the quad in one pass, submitted at once, on opaque black. The groups are
-    /// those from group 1 on, in order.
+    /// Uploads the uniforms that changed and draws the quad in one pass, submitted at once, on opaque black. The groups
+    /// are those from group 1 on, in order.
     void Draw(const FrameBuffer& target, std::initializer_list<wgpu::BindGroup> textureGroups);
 
 private:
@@ -54,7 +54,8 @@ private:
     FrameBufferFormat pipelineFormat;
 };
 
-/// Returns a vertex buffer with the two triangles that cover a frame buffer: six corners in clip space, two floats each.
+/// Returns a vertex buffer with the two triangles that cover a frame buffer: six corners in clip space, two floats
+/// each.
 Buffer MakeFullScreenQuad();
 
 } // namespace Varkle

@@ -9,7 +9,7 @@ namespace
 std::optional<Texture> ImageToTexture(const Image& image)
 {
     const Texture texture = Texture::FromImage(image, false);
-    if (!texture.GetTextureHandle())
+    if (!texture)
         return std::nullopt;
     return texture;
 }

@@ -22,7 +22,7 @@ const std::vector<TextureTypeInfo> textureTypes = {
     {wgpu::TextureFormat::RGBA8Unorm, "RGBA8Unorm", "RGBA (u8)"},
 };
 
-template <class Value>
+template<class Value>
 const TextureTypeInfo& FindTextureType(Value TextureTypeInfo::*field, const Value& value)
 {
     const auto found = std::ranges::find(textureTypes, value, field);
@@ -59,12 +59,12 @@ FrameBufferFormat InitialFrameBufferFormat()
     return {.colorFormats = {wgpu::TextureFormat::BGRA8Unorm}, .depthFormat = wgpu::TextureFormat::Depth24Plus};
 }
 
-TextureOutputSettings::TextureOutputSettings(Operator* owner, const std::vector<TextureInput*>& followed) :
-    inputs(followed),
-    outputFormat(inputs.empty() ? nullptr : std::make_unique<EnumParameter>(ParameterScope(owner), "Output Format")),
-    textureType(ParameterScope(owner), "Texture Type"),
-    textureSize(ParameterScope(owner), "Texture Size", {1024, 1024}),
-    format(InitialFrameBufferFormat())
+TextureOutputSettings::TextureOutputSettings(Operator* owner, const std::vector<TextureInput*>& followed)
+    : inputs(followed),
+      outputFormat(inputs.empty() ? nullptr : std::make_unique<EnumParameter>(ParameterScope(owner), "Output Format")),
+      textureType(ParameterScope(owner), "Texture Type"),
+      textureSize(ParameterScope(owner), "Texture Size", {1024, 1024}),
+      format(InitialFrameBufferFormat())
 {
     if (outputFormat)
         outputFormat->SetPossibleValues(GetTextureSettingNames(unsigned(inputs.size())), {});

@@ -76,7 +76,7 @@ TEST_CASE("A weak reference turns null when its object is deleted")
 {
     auto source = std::make_unique<Source>();
     const WeakObject first(source.get());
-    const WeakObject second = first;
+    const WeakObject second(source.get());
     CHECK(first.Get() == source.get());
     CHECK(second.Get() == source.get());
 

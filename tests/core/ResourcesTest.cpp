@@ -1,39 +1,17 @@
-#include "Varkle/Core/Log.h"
 #include "core/Resources.h"
 #include "support/Catch.h"
+#include "support/LogRecorder.h"
+#include "support/TemporaryFolder.h"
 
-#include <fstream>
-#include <sstream>
 #include <string>
-#include <vector>
 
 using namespace Varkle;
-
-namespace
-{
-
-struct Heard
-{
-    std::vector<std::string> lines;
-    LogListener listener{[this](LogLevel level, std::string_view text)
-                         { lines.push_back(std::string(GetLogLevelName(level)) + ": " + std::string(text)); }};
-};
-
-std::string ReadSource(const std::string& path)
-{
-    std::ifstream file(std::string(VARKLE_SOURCES) + "/" + path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return std::move(text).str();
-}
-
-} // namespace
 
 TEST_CASE("A resource holds the bytes of its source file")
 {
     for (const char* const path : {"Shaders/GrayScale.wgsl", "Docs/Operators/Texture/Load Image.md"})
     {
-        const std::string source = ReadSource(path);
+        const std::string source = ReadBytes(std::string(VARKLE_SOURCES "/") + path);
         REQUIRE_FALSE(source.empty());
         CHECK(Resources::ReadText(path) == source);
         CHECK(Resources::ReadBytes(path) == source);
@@ -42,7 +20,7 @@ TEST_CASE("A resource holds the bytes of its source file")
 
 TEST_CASE("Reading a folder or a missing file warns and gives nothing")
 {
-    const Heard heard;
+    const LogRecorder heard;
     CHECK(Resources::ReadText("Shaders").data() == nullptr);
     CHECK(Resources::ReadBytes("Shaders/Nothing.wgsl").empty());
     REQUIRE(heard.lines.size() == 2);
@@ -52,7 +30,7 @@ TEST_CASE("Reading a folder or a missing file warns and gives nothing")
 
 TEST_CASE("Files and folders exist, other paths don't, and asking says nothing")
 {
-    const Heard heard;
+    const LogRecorder heard;
     CHECK(Resources::Exists("Shaders"));
     CHECK(Resources::Exists("Docs/Operators"));
     CHECK(Resources::Exists("Shaders/GrayScale.wgsl"));

@@ -1,5 +1,5 @@
-#include "Varkle/Core/Log.h"
 #include "core/ShaderCache.h"
+#include "Varkle/Core/Log.h"
 #include "support/Catch.h"
 
 using namespace Varkle;

@@ -2,7 +2,8 @@
 
 #include "Varkle/Gpu/BindGroupBuilder.h"
 #include "Varkle/Gpu/BlendMode.h"
-#include "gpu/GpuTesting.h"
+#include "gpu/QuadDrawing.h"
+#include "support/ReadBuffer.h"
 
 #include <numeric>
 
@@ -54,7 +55,7 @@ constexpr wgpu::BufferUsage storageUsage =
 TEST_CASE("A quad drawn with a uniform colour fills targets of every 8-bit format")
 {
     // 51, 102 and 204 are exact in eight bits: 0.2, 0.4 and 0.8.
-    const std::pair<wgpu::TextureFormat, Rgba> cases[] = {
+    const std::pair<wgpu::TextureFormat, Rgba8> cases[] = {
         {wgpu::TextureFormat::R8Unorm, {51, 0, 0, 255}},
         {wgpu::TextureFormat::RG8Unorm, {51, 102, 0, 255}},
         {wgpu::TextureFormat::RGBA8Unorm, {51, 102, 255, 204}},
@@ -91,8 +92,8 @@ TEST_CASE("Uniforms that are uploaded between two passes reach only the second")
     filler.Record(first).Draw(6, 1, 0, 0).Submit();
     filler.SetColor({0, 1, 0, 1});
     filler.Record(second).Draw(6, 1, 0, 0).Submit();
-    CHECK(PixelOf(first.GetColorTarget(0)) == Rgba{255, 0, 0, 255});
-    CHECK(PixelOf(second.GetColorTarget(0)) == Rgba{0, 255, 0, 255});
+    CHECK(PixelOf(first.GetColorTarget(0)) == Rgba8{255, 0, 0, 255});
+    CHECK(PixelOf(second.GetColorTarget(0)) == Rgba8{0, 255, 0, 255});
 }
 
 TEST_CASE("A pass without draws clears every colour target")
@@ -100,8 +101,8 @@ TEST_CASE("A pass without draws clears every colour target")
     const FrameBufferFormat format{.colorFormats = {wgpu::TextureFormat::RGBA8Unorm, wgpu::TextureFormat::R8Unorm}};
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, format);
     RenderPassRecorder().BindFrameBuffer(target).ClearColorBuffer({1, 0, 0.2f, 1}).Submit();
-    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba{255, 0, 51, 255});
-    CHECK(PixelOf(target.GetColorTarget(1)) == Rgba{255, 0, 0, 255});
+    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{255, 0, 51, 255});
+    CHECK(PixelOf(target.GetColorTarget(1)) == Rgba8{255, 0, 0, 255});
 }
 
 TEST_CASE("A fresh target that no pass clears starts transparent black, also when the pool had it before")
@@ -112,7 +113,7 @@ TEST_CASE("A fresh target that no pass clears starts transparent black, also whe
     }
     const FrameBuffer fresh = AllocateFrameBuffer({3, 3}, rgba8);
     RenderPassRecorder().BindFrameBuffer(fresh).Submit();
-    CHECK(PixelOf(fresh.GetColorTarget(0)) == Rgba{0, 0, 0, 0});
+    CHECK(PixelOf(fresh.GetColorTarget(0)) == Rgba8{0, 0, 0, 0});
 }
 
 TEST_CASE("A second pass that does not clear draws over what the first one left")
@@ -120,7 +121,7 @@ TEST_CASE("A second pass that does not clear draws over what the first one left"
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
     RenderPassRecorder().BindFrameBuffer(target).ClearColorBuffer({0, 0, 1, 1}).Submit();
     RenderPassRecorder().BindFrameBuffer(target).Submit();
-    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba{0, 0, 255, 255});
+    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{0, 0, 255, 255});
 }
 
 TEST_CASE("Premultiplied blending lays half transparent red over blue, and without blending replaces it")
@@ -141,10 +142,10 @@ TEST_CASE("Premultiplied blending lays half transparent red over blue, and witho
         return PixelOf(target.GetColorTarget(0));
     };
     CHECK(draw(QuadPipeline(filler.shader).SetBlendMode(BlendMode::AlphaPremultiplied, -1).Build()) ==
-          Rgba{153, 0, 102, 255});
+          Rgba8{153, 0, 102, 255});
     CHECK(draw(QuadPipeline(filler.shader).SetBlendMode(BlendMode::AlphaPremultiplied, 0).Build()) ==
-          Rgba{153, 0, 102, 255});
-    CHECK(draw(QuadPipeline(filler.shader).Build()) == Rgba{153, 0, 0, 153});
+          Rgba8{153, 0, 102, 255});
+    CHECK(draw(QuadPipeline(filler.shader).Build()) == Rgba8{153, 0, 0, 153});
 }
 
 TEST_CASE("Dynamic offsets choose the block of a uniform buffer for each draw of a pass")
@@ -160,7 +161,7 @@ TEST_CASE("Dynamic offsets choose the block of a uniform buffer for each draw of
     const wgpu::BindGroup group = BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build();
     const Buffer quad = MakeQuad();
     const auto blockSize = std::uint32_t(uniforms.GetBlockSize());
-    const auto draw = [&](std::vector<std::uint32_t> blocks)
+    const auto draw = [&](const std::vector<std::uint32_t>& blocks)
     {
         const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
         RenderPassRecorder recorder;
@@ -171,11 +172,11 @@ TEST_CASE("Dynamic offsets choose the block of a uniform buffer for each draw of
         recorder.Submit();
         return PixelOf(target.GetColorTarget(0));
     };
-    CHECK(draw({0}) == Rgba{51, 0, 0, 51});
-    CHECK(draw({1}) == Rgba{0, 102, 0, 102});
-    CHECK(draw({2}) == Rgba{0, 0, 153, 153});
+    CHECK(draw({0}) == Rgba8{51, 0, 0, 51});
+    CHECK(draw({1}) == Rgba8{0, 102, 0, 102});
+    CHECK(draw({2}) == Rgba8{0, 0, 153, 153});
     // Block 2 at the bottom, block 1 over it: 0.6 * 0.6 = 0.36 of the blue is left, alpha 0.4 + 0.36.
-    CHECK(draw({2, 1}) == Rgba{0, 102, 92, 194});
+    CHECK(draw({2, 1}) == Rgba8{0, 102, 92, 194});
 }
 
 TEST_CASE("A vertex buffer may begin at an offset, and draws may begin at a vertex")
@@ -192,7 +193,7 @@ TEST_CASE("A vertex buffer may begin at an offset, and draws may begin at a vert
         filler.Record(target).BindVertexBuffer(0, shifted, offset, size).Draw(6, 1, firstVertex, 0).Submit();
         return PixelOf(target.GetColorTarget(0));
     };
-    const Rgba white{255, 255, 255, 255};
+    const Rgba8 white{255, 255, 255, 255};
     CHECK(draw(16, wholeBuffer, 0) == white);
     CHECK(draw(16, 48, 0) == white);
     CHECK(draw(0, wholeBuffer, 2) == white);
@@ -224,9 +225,9 @@ struct Varyings { @builtin(position) position: vec4f, @location(0) color: vec4f 
             .Submit();
         return PixelOf(target.GetColorTarget(0));
     };
-    CHECK(draw(1) == Rgba{255, 0, 0, 255}); // nothing but the far one yet: depth starts at 1
-    CHECK(draw(0) == Rgba{0, 255, 0, 255});
-    CHECK(draw(1) == Rgba{0, 255, 0, 255}); // depth is kept between passes that don't clear
+    CHECK(draw(1) == Rgba8{255, 0, 0, 255}); // nothing but the far one yet: depth starts at 1
+    CHECK(draw(0) == Rgba8{0, 255, 0, 255});
+    CHECK(draw(1) == Rgba8{0, 255, 0, 255}); // depth is kept between passes that don't clear
 }
 
 TEST_CASE("With several samples the colour target holds the resolved picture")
@@ -237,7 +238,7 @@ TEST_CASE("With several samples the colour target holds the resolved picture")
     filler.SetColor({0, 0.4f, 0, 1});
     const FrameBuffer target = AllocateFrameBuffer({4, 4}, format);
     filler.Record(target).Draw(6, 1, 0, 0).Submit();
-    CHECK(PixelOf(target.GetColorTarget(0), 3, 3) == Rgba{0, 102, 0, 255});
+    CHECK(PixelOf(target.GetColorTarget(0), 3, 3) == Rgba8{0, 102, 0, 255});
 }
 
 TEST_CASE("A recorder starts anew after Submit")
@@ -246,9 +247,9 @@ TEST_CASE("A recorder starts anew after Submit")
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
     RenderPassRecorder recorder = filler.Record(target);
     recorder.Submit();
-    const ErrorRecorder log;
+    const LogRecorder log;
     recorder.Submit();
-    CHECK(log.Has("A render pass draws nothing: It has no frame buffer."));
+    CHECK(log.Contains("A render pass draws nothing: It has no frame buffer."));
 }
 
 TEST_CASE("A pass with something empty clears its target, draws nothing and says what is missing")
@@ -262,7 +263,7 @@ TEST_CASE("A pass with something empty clears its target, draws nothing and says
         recorder.BindFrameBuffer(target).ClearColorBuffer({0.2f, 0, 0, 1});
         return recorder;
     };
-    const ErrorRecorder log;
+    const LogRecorder log;
     SECTION("a pipeline")
     {
         start()
@@ -271,7 +272,7 @@ TEST_CASE("A pass with something empty clears its target, draws nothing and says
             .BindBindGroup(0, filler.group)
             .Draw(6, 1, 0, 0)
             .Submit();
-        CHECK(log.Has("A render pass draws nothing: The pipeline is empty."));
+        CHECK(log.Contains("A render pass draws nothing: The pipeline is empty."));
     }
     SECTION("a bind group")
     {
@@ -281,7 +282,7 @@ TEST_CASE("A pass with something empty clears its target, draws nothing and says
             .BindBindGroup(0, nullptr)
             .Draw(6, 1, 0, 0)
             .Submit();
-        CHECK(log.Has("A render pass draws nothing: Bind group 0 is empty."));
+        CHECK(log.Contains("A render pass draws nothing: Bind group 0 is empty."));
     }
     SECTION("a bind group with a dynamic offset")
     {
@@ -291,7 +292,7 @@ TEST_CASE("A pass with something empty clears its target, draws nothing and says
             .BindBindGroup(0, nullptr, 256)
             .Draw(6, 1, 0, 0)
             .Submit();
-        CHECK(log.Has("A render pass draws nothing: Bind group 0 is empty."));
+        CHECK(log.Contains("A render pass draws nothing: Bind group 0 is empty."));
     }
     SECTION("a vertex buffer")
     {
@@ -301,10 +302,10 @@ TEST_CASE("A pass with something empty clears its target, draws nothing and says
             .BindBindGroup(0, filler.group)
             .Draw(6, 1, 0, 0)
             .Submit();
-        CHECK(log.Has("A render pass draws nothing: The vertex buffer in slot 0 is empty."));
+        CHECK(log.Contains("A render pass draws nothing: The vertex buffer in slot 0 is empty."));
     }
-    CHECK(log.Count() == 1);
-    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba{51, 0, 0, 255});
+    CHECK(log.lines.size() == 1);
+    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{51, 0, 0, 255});
 }
 
 TEST_CASE("A pass that forgot a bind group is refused with one error, and later passes work")
@@ -313,18 +314,18 @@ TEST_CASE("A pass that forgot a bind group is refused with one error, and later 
     filler.SetColor({1, 1, 1, 1});
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
     {
-        const ErrorRecorder log;
+        const LogRecorder log;
         RenderPassRecorder()
             .BindFrameBuffer(target)
             .BindPipeline(filler.pipeline)
             .BindVertexBuffer(0, filler.quad, 0, wholeBuffer)
             .Draw(6, 1, 0, 0)
             .Submit();
-        CHECK(log.Count() == 1);
-        CHECK(log.Has("A render pass is refused: "));
+        CHECK(log.lines.size() == 1);
+        CHECK(log.Contains("A render pass is refused: "));
     }
     filler.Record(target).Draw(6, 1, 0, 0).Submit();
-    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba{255, 255, 255, 255});
+    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{255, 255, 255, 255});
 }
 
 TEST_CASE("A compute pass reads one storage buffer and writes another")
@@ -353,33 +354,33 @@ TEST_CASE("A compute pass with something missing computes nothing and says why")
     const ComputePipeline pipeline = ComputePipelineBuilder().SetShader(doubleShader).Build();
     const wgpu::BindGroup group =
         BindGroupBuilder(pipeline, 0).AddReadOnlyStorageBuffer(0, input).AddStorageBuffer(1, output).Build();
-    const ErrorRecorder log;
+    const LogRecorder log;
     const std::uint64_t dispatches = Graphics::GetCounters().dispatches;
     SECTION("no workgroups are no error")
     {
         ComputePassRecorder().BindPipeline(pipeline).BindBindGroup(0, group).Dispatch(0, 1, 1).Submit();
-        CHECK(log.Count() == 0);
+        CHECK(log.lines.empty());
     }
     SECTION("more workgroups than the device runs")
     {
         const std::uint32_t limit = Graphics::GetLimits().maxComputeWorkgroupsPerDimension;
         ComputePassRecorder().BindPipeline(pipeline).BindBindGroup(0, group).Dispatch(limit + 1, 1, 1).Submit();
-        CHECK(log.Has("A compute pass does nothing: " + std::to_string(limit + 1) +
-                      " x 1 x 1 workgroups are asked for, and this device runs at most " + std::to_string(limit) +
-                      " in each dimension."));
-        CHECK(log.Count() == 1);
+        CHECK(log.Contains("A compute pass does nothing: " + std::to_string(limit + 1) +
+                           " x 1 x 1 workgroups are asked for, and this device runs at most " + std::to_string(limit) +
+                           " in each dimension."));
+        CHECK(log.lines.size() == 1);
     }
     SECTION("no pipeline")
     {
         ComputePassRecorder().BindPipeline(ComputePipeline()).BindBindGroup(0, group).Dispatch(1, 1, 1).Submit();
-        CHECK(log.Has("A compute pass does nothing: The pipeline is empty."));
-        CHECK(log.Count() == 1);
+        CHECK(log.Contains("A compute pass does nothing: The pipeline is empty."));
+        CHECK(log.lines.size() == 1);
     }
     SECTION("no bind group")
     {
         ComputePassRecorder().BindPipeline(pipeline).BindBindGroup(0, nullptr).Dispatch(1, 1, 1).Submit();
-        CHECK(log.Has("A compute pass does nothing: Bind group 0 is empty."));
-        CHECK(log.Count() == 1);
+        CHECK(log.Contains("A compute pass does nothing: Bind group 0 is empty."));
+        CHECK(log.lines.size() == 1);
     }
     CHECK(Graphics::GetCounters().dispatches == dispatches);
 }

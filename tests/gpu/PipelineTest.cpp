@@ -3,7 +3,7 @@
 #include "Varkle/Gpu/BindGroupBuilder.h"
 #include "Varkle/Gpu/BlendMode.h"
 #include "Varkle/Gpu/PassRecorder.h"
-#include "gpu/GpuTesting.h"
+#include "gpu/QuadDrawing.h"
 
 using namespace Varkle;
 using namespace Varkle::Testing;
@@ -12,8 +12,8 @@ namespace
 {
 
 /// Draws the quad and returns the pixel in the top left corner.
-Rgba DrawQuad(const RenderPipeline& pipeline, const std::vector<std::pair<int, wgpu::BindGroup>>& groups,
-              const FrameBufferFormat& format = rgba8)
+Rgba8 DrawQuad(const RenderPipeline& pipeline, const std::vector<std::pair<int, wgpu::BindGroup>>& groups,
+               const FrameBufferFormat& format = rgba8)
 {
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, format);
     RenderPassRecorder recorder;
@@ -84,11 +84,11 @@ TEST_CASE("A bind group fits the pipeline of another format of the same shader")
     const wgpu::BindGroup group =
         BindGroupBuilder(QuadPipeline(shader, undrawn).Build(), 0).AddUniformBuffer(0, uniforms, 0).Build();
 
-    const ErrorRecorder log;
+    const LogRecorder log;
     const FrameBufferFormat rg8 = ColorFormat(wgpu::TextureFormat::RG8Unorm);
-    CHECK(DrawQuad(QuadPipeline(shader).Build(), {{0, group}}) == Rgba{51, 102, 0, 255});
-    CHECK(DrawQuad(QuadPipeline(shader, rg8).Build(), {{0, group}}, rg8) == Rgba{51, 102, 0, 255});
-    CHECK(log.Count() == 0);
+    CHECK(DrawQuad(QuadPipeline(shader).Build(), {{0, group}}) == Rgba8{51, 102, 0, 255});
+    CHECK(DrawQuad(QuadPipeline(shader, rg8).Build(), {{0, group}}, rg8) == Rgba8{51, 102, 0, 255});
+    CHECK(log.lines.empty());
 }
 
 TEST_CASE("A bind group keeps to the block that it was given")
@@ -100,7 +100,7 @@ TEST_CASE("A bind group keeps to the block that it was given")
     uniforms.UploadChanges();
     const RenderPipeline pipeline = QuadPipeline(shader).Build();
     const wgpu::BindGroup second = BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 1).Build();
-    CHECK(DrawQuad(pipeline, {{0, second}}) == Rgba{0, 255, 0, 255});
+    CHECK(DrawQuad(pipeline, {{0, second}}) == Rgba8{0, 255, 0, 255});
 }
 
 TEST_CASE("Bindings that a shader declares and does not use are bound all the same, and groups may be left out")
@@ -119,12 +119,12 @@ struct Uniforms { unused: vec4f }
     const RenderPipeline pipeline = QuadPipeline(shader).Build();
     const Texture texture = Texture::FromImage(Image({1, 1}, {10, 20, 30, 40}), false);
     const TextureView view(texture, {});
-    const ErrorRecorder log;
+    const LogRecorder log;
     const wgpu::BindGroup group0 = BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build();
     const wgpu::BindGroup group2 =
         BindGroupBuilder(pipeline, 2).AddTextureView(0, 1, view).AddTextureView(2, 3, view).Build();
-    CHECK(DrawQuad(pipeline, {{0, group0}, {2, group2}}) == Rgba{10, 20, 30, 40});
-    CHECK(log.Count() == 0);
+    CHECK(DrawQuad(pipeline, {{0, group0}, {2, group2}}) == Rgba8{10, 20, 30, 40});
+    CHECK(log.lines.empty());
 }
 
 TEST_CASE("A bind group that lacks something, has too much or does not fit is null and says so")
@@ -137,49 +137,49 @@ TEST_CASE("A bind group that lacks something, has too much or does not fit is nu
     const RenderPipeline pipeline = QuadPipeline(shader).Build();
     UniformBuffer uniforms(shader, 1, uniformUsage);
     const TextureView view(GetDefaultWhiteTexture(), {});
-    const ErrorRecorder log;
+    const LogRecorder log;
     SECTION("nothing at all")
     {
         CHECK_FALSE(BindGroupBuilder(pipeline, 0).Build());
-        CHECK(log.Has("Bind group 0 cannot be made: binding 0 (\"uniforms\") is given nothing."));
+        CHECK(log.Contains("Bind group 0 cannot be made: binding 0 (\"uniforms\") is given nothing."));
     }
     SECTION("an empty handle")
     {
         CHECK_FALSE(BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, UniformBuffer(), 0).Build());
-        CHECK(log.Has("binding 0 (\"uniforms\") is given nothing."));
+        CHECK(log.Contains("binding 0 (\"uniforms\") is given nothing."));
     }
     SECTION("an empty view")
     {
         CHECK_FALSE(
             BindGroupBuilder(pipeline, 1).AddTextureView(0, 1, TextureView(nullptr, view.GetSamplerHandle())).Build());
-        CHECK(log.Has("binding 0 (\"textureIn\") is given nothing."));
+        CHECK(log.Contains("binding 0 (\"textureIn\") is given nothing."));
     }
     SECTION("more than is declared")
     {
         CHECK_FALSE(BindGroupBuilder(pipeline, 1).AddTextureView(0, 1, view).AddTextureView(2, 3, view).Build());
-        CHECK(log.Has("Bind group 1 cannot be made: 4 bindings are given, and the shader declares 2."));
+        CHECK(log.Contains("Bind group 1 cannot be made: 4 bindings are given, and the shader declares 2."));
     }
     SECTION("the wrong kind of thing")
     {
         CHECK_FALSE(BindGroupBuilder(pipeline, 0).AddTextureView(0, 0, view).Build());
-        CHECK(log.Has("Bind group 0 cannot be made: "));
+        CHECK(log.Contains("Bind group 0 cannot be made: "));
     }
     SECTION("a block outside the buffer")
     {
         CHECK_FALSE(BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 1).Build());
-        CHECK(log.Has("Bind group 0 cannot be made: "));
+        CHECK(log.Contains("Bind group 0 cannot be made: "));
     }
     SECTION("a group that the shader does not have")
     {
         CHECK_FALSE(BindGroupBuilder(pipeline, 2).Build());
-        CHECK(log.Has("Bind group 2 cannot be made: The shader declares no bindings in this group."));
+        CHECK(log.Contains("Bind group 2 cannot be made: The shader declares no bindings in this group."));
     }
     SECTION("an empty pipeline")
     {
         CHECK_FALSE(BindGroupBuilder(RenderPipeline(), 0).Build());
-        CHECK(log.Has("Bind group 0 cannot be made: The pipeline is empty."));
+        CHECK(log.Contains("Bind group 0 cannot be made: The pipeline is empty."));
     }
-    CHECK(log.Count() == 1);
+    CHECK(log.lines.size() == 1);
 }
 
 TEST_CASE("A vertex buffer feeds its inputs packed in the order in which they are listed, each in its type")
@@ -205,7 +205,7 @@ struct Varyings { @builtin(position) position: vec4f, @location(0) @interpolate(
                                         .DefineVertexBuffer(2, {2}, wgpu::VertexStepMode::Instance)
                                         .Build();
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
-    const ErrorRecorder log;
+    const LogRecorder log;
     RenderPassRecorder()
         .BindFrameBuffer(target)
         .BindPipeline(pipeline)
@@ -213,8 +213,8 @@ struct Varyings { @builtin(position) position: vec4f, @location(0) @interpolate(
         .BindVertexBuffer(2, MakeVertexBuffer({two, four}), 0, wholeBuffer)
         .Draw(3, 1, 0, 0)
         .Submit();
-    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba{153, 51, 102, 255});
-    CHECK(log.Count() == 0);
+    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{153, 51, 102, 255});
+    CHECK(log.lines.empty());
 }
 
 TEST_CASE("A pipeline that cannot be created says why once and draws nothing")
@@ -257,12 +257,12 @@ TEST_CASE("A pipeline that cannot be created says why once and draws nothing")
         reason = "RGBA8Snorm";
     }
     const RenderPipeline pipeline = builder.Build();
-    const ErrorRecorder log;
-    CHECK(DrawQuad(pipeline, {{0, group}}) == Rgba{0, 0, 0, 255});
-    CHECK(DrawQuad(pipeline, {{0, group}}) == Rgba{0, 0, 0, 255});
-    CHECK(log.Count() == 1);
-    CHECK(log.Has("The pipeline cannot be created: "));
-    CHECK(log.Has(reason));
+    const LogRecorder log;
+    CHECK(DrawQuad(pipeline, {{0, group}}) == Rgba8{0, 0, 0, 255});
+    CHECK(DrawQuad(pipeline, {{0, group}}) == Rgba8{0, 0, 0, 255});
+    CHECK(log.lines.size() == 1);
+    CHECK(log.Contains("The pipeline cannot be created: "));
+    CHECK(log.Contains(reason));
 }
 
 TEST_CASE("Dynamic offsets where the shader declares no buffer are an error")
@@ -270,20 +270,20 @@ TEST_CASE("Dynamic offsets where the shader declares no buffer are an error")
     const Shader shader = FillShader();
     const RenderPipeline pipeline = QuadPipeline(shader).EnableDynamicOffsets(0, 1).Build();
     UniformBuffer uniforms(shader, 1, uniformUsage);
-    const ErrorRecorder log;
+    const LogRecorder log;
     CHECK_FALSE(BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build());
-    CHECK(log.Count() == 1);
-    CHECK(log.Has("Dynamic offsets are asked for at group 0, binding 1, where the shader declares no buffer."));
+    CHECK(log.lines.size() == 1);
+    CHECK(log.Contains("Dynamic offsets are asked for at group 0, binding 1, where the shader declares no buffer."));
 }
 
 TEST_CASE("A compute pipeline without a compute stage says so once")
 {
     const ComputePipeline pipeline = ComputePipelineBuilder().SetShader(FillShader()).Build();
-    const ErrorRecorder log;
+    const LogRecorder log;
     ComputePassRecorder().BindPipeline(pipeline).Dispatch(1, 1, 1).Submit();
     ComputePassRecorder().BindPipeline(pipeline).Dispatch(1, 1, 1).Submit();
-    CHECK(log.Count() == 1);
-    CHECK(log.Has("The pipeline cannot be created: The shader has no compute entry point."));
+    CHECK(log.lines.size() == 1);
+    CHECK(log.Contains("The pipeline cannot be created: The shader has no compute entry point."));
 }
 
 TEST_CASE("Pipelines are created anew on a new device")
@@ -297,7 +297,7 @@ TEST_CASE("Pipelines are created anew on a new device")
         uniforms.UploadChanges();
         return DrawQuad(pipeline, {{0, BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build()}});
     };
-    CHECK(draw() == Rgba{255, 255, 0, 255});
+    CHECK(draw() == Rgba8{255, 255, 0, 255});
     Graphics::Shutdown();
-    CHECK(draw() == Rgba{255, 255, 0, 255});
+    CHECK(draw() == Rgba8{255, 255, 0, 255});
 }

@@ -2,12 +2,11 @@
 
 #include "Varkle/Gpu/BindGroupBuilder.h"
 #include "Varkle/Gpu/PassRecorder.h"
-#include "gpu/GpuTesting.h"
+#include "gpu/QuadDrawing.h"
+#include "support/TemporaryFolder.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <unistd.h>
+#include <cstring>
 
 using namespace Varkle;
 using namespace Varkle::Testing;
@@ -16,7 +15,7 @@ namespace
 {
 
 /// Draws the quad with a shader that has no bindings, and returns a pixel.
-Rgba DrawWith(const Shader& shader)
+Rgba8 DrawWith(const Shader& shader)
 {
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
     RenderPassRecorder()
@@ -32,17 +31,13 @@ Rgba DrawWith(const Shader& shader)
 /// Compiles GLSL for Vulkan with glslang's own program. `stage` is "vert" or "frag".
 std::vector<std::uint32_t> CompileGlsl(const std::string& source, const std::string& stage)
 {
-    std::string folder = (std::filesystem::temp_directory_path() / "varkle-shader-XXXXXX").string();
-    REQUIRE(mkdtemp(folder.data()) != nullptr);
-    const std::string input = folder + "/shader." + stage;
-    const std::string output = folder + "/shader.spv";
-    std::ofstream(input) << source;
-    const std::string command = "glslangValidator -V --quiet -o '" + output + "' '" + input + "' > /dev/null";
-    const int status = std::system(command.c_str());
-    std::ifstream file(output, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    std::filesystem::remove_all(folder);
-    REQUIRE(status == 0);
+    const TemporaryFolder folder;
+    const std::string input = folder / ("shader." + stage);
+    const std::string output = folder / "shader.spv";
+    WriteBytes(input, source);
+    const std::string command = "glslangValidator -V --quiet -o '" + output + "' '" + input + "'";
+    REQUIRE(std::system(command.c_str()) == 0);
+    const std::string bytes = ReadBytes(output);
     std::vector<std::uint32_t> words(bytes.size() / 4);
     std::memcpy(words.data(), bytes.data(), words.size() * 4);
     return words;
@@ -81,8 +76,7 @@ TEST_CASE("An empty shader handle has an empty reflection, and so has a shader o
 TEST_CASE("Copies of a shader are the same shader, and one made of the same text is another")
 {
     const Shader shader = FillShader();
-    const Shader copy = shader;
-    CHECK(copy == shader);
+    CHECK(Shader(shader) == shader);
     CHECK(FillShader() != shader);
 }
 
@@ -94,20 +88,20 @@ TEST_CASE("A shader draws with what it includes, and keeps it when the file is r
     const Shader before = Shader::FromWgsl(source);
     Shader::AddIncludableFile("ShaderTest/Colors.wgsl", "const orange = vec4f(1, 0.4, 0, 1);\n");
     const Shader after = Shader::FromWgsl(source);
-    CHECK(DrawWith(before) == Rgba{255, 153, 0, 255});
-    CHECK(DrawWith(after) == Rgba{255, 102, 0, 255});
+    CHECK(DrawWith(before) == Rgba8{255, 153, 0, 255});
+    CHECK(DrawWith(after) == Rgba8{255, 102, 0, 255});
 }
 
 TEST_CASE("A missing include is logged once, when the shader is first needed, and nothing is drawn")
 {
-    const ErrorRecorder log;
+    const LogRecorder log;
     const Shader shader =
         Shader::FromWgsl("// Two lines.\n#include \"ShaderTest/Absent.wgsl\"\n" + quadVertexStage + plainFragmentStage);
-    CHECK(log.Count() == 0);
-    CHECK(DrawWith(shader) == Rgba{0, 0, 0, 255});
-    CHECK(DrawWith(shader) == Rgba{0, 0, 0, 255});
-    REQUIRE(log.Count() == 1);
-    CHECK(log.Has("shader:2: There is no includable file \"ShaderTest/Absent.wgsl\"."));
+    CHECK(log.lines.empty());
+    CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
+    CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.Contains("shader:2: There is no includable file \"ShaderTest/Absent.wgsl\"."));
 }
 
 TEST_CASE("A compile error names line and column and shows the line, once for all pipelines of the shader")
@@ -117,15 +111,15 @@ TEST_CASE("A compile error names line and column and shows the line, once for al
                                            "{\n"
                                            "    return vec4f(missing, 0, 0, 1);\n"
                                            "}\n");
-    const ErrorRecorder log;
-    CHECK(DrawWith(shader) == Rgba{0, 0, 0, 255});
+    const LogRecorder log;
+    CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
     const RenderPipeline other = QuadPipeline(shader, ColorFormat(wgpu::TextureFormat::R8Unorm)).Build();
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, ColorFormat(wgpu::TextureFormat::R8Unorm));
     RenderPassRecorder().BindFrameBuffer(target).BindPipeline(other).Draw(3, 1, 0, 0).Submit();
-    REQUIRE(log.Count() == 1);
-    CHECK(log.Has("shader:8:18: unresolved value 'missing'\n"
-                  "    return vec4f(missing, 0, 0, 1);\n"
-                  "                 ^"));
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.Contains("shader:8:18: unresolved value 'missing'\n"
+                       "    return vec4f(missing, 0, 0, 1);\n"
+                       "                 ^"));
 }
 
 TEST_CASE("A compile error in an included file names that file and its line")
@@ -134,32 +128,32 @@ TEST_CASE("A compile error in an included file names that file and its line")
                               "// Halves a number.\nfn half(x: f32) -> f32 { return x / 2u; }\n");
     const Shader shader =
         Shader::FromWgsl("// One line.\n#include \"ShaderTest/Broken.wgsl\"\n" + quadVertexStage + plainFragmentStage);
-    const ErrorRecorder log;
-    CHECK(DrawWith(shader) == Rgba{0, 0, 0, 255});
-    REQUIRE(log.Count() == 1);
-    CHECK(log.Has("ShaderTest/Broken.wgsl:2:"));
-    CHECK(log.Has("\nfn half(x: f32) -> f32 { return x / 2u; }\n"));
+    const LogRecorder log;
+    CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.Contains("ShaderTest/Broken.wgsl:2:"));
+    CHECK(log.Contains("\nfn half(x: f32) -> f32 { return x / 2u; }\n"));
 }
 
 TEST_CASE("Of a text that cannot be read the GPU's compiler says what is wrong")
 {
     const Shader shader = Shader::FromWgsl("@group(0) @binding(0) var<uniform> uniforms: Unknown;\n" + quadVertexStage +
                                            plainFragmentStage);
-    const ErrorRecorder log;
-    CHECK(DrawWith(shader) == Rgba{0, 0, 0, 255});
-    REQUIRE(log.Count() == 1);
-    CHECK(log.Has("shader:1:46: unresolved type 'Unknown'"));
+    const LogRecorder log;
+    CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.Contains("shader:1:46: unresolved type 'Unknown'"));
 }
 
 TEST_CASE("A shader is compiled once, and anew on a new device")
 {
     const Shader shader = Shader::FromWgsl(quadVertexStage + plainFragmentStage);
     const std::uint64_t before = Graphics::GetCounters().shadersCompiled;
-    CHECK(DrawWith(shader) == Rgba{51, 102, 153, 255});
-    CHECK(DrawWith(shader) == Rgba{51, 102, 153, 255});
+    CHECK(DrawWith(shader) == Rgba8{51, 102, 153, 255});
+    CHECK(DrawWith(shader) == Rgba8{51, 102, 153, 255});
     CHECK(Graphics::GetCounters().shadersCompiled == before + 1);
     Graphics::Shutdown();
-    CHECK(DrawWith(shader) == Rgba{51, 102, 153, 255});
+    CHECK(DrawWith(shader) == Rgba8{51, 102, 153, 255});
     CHECK(Graphics::GetCounters().shadersCompiled == before + 2);
 }
 
@@ -204,7 +198,7 @@ void main() { color = vec4(shade * fragmentUniforms.scale.xy, fragmentUniforms.b
                                       .AddUniformBuffer(1, fragmentUniforms, 0)
                                       .Build();
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
-    const ErrorRecorder log;
+    const LogRecorder log;
     RenderPassRecorder()
         .BindFrameBuffer(target)
         .BindPipeline(pipeline)
@@ -213,17 +207,17 @@ void main() { color = vec4(shade * fragmentUniforms.scale.xy, fragmentUniforms.b
         .BindBindGroup(0, group)
         .Draw(6, 1, 0, 0)
         .Submit();
-    CHECK(log.Count() == 0);
-    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba{51, 204, 153, 255});
+    CHECK(log.lines.empty());
+    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{51, 204, 153, 255});
     CHECK(Graphics::GetCounters().shadersCompiled == compiled + 2);
 }
 
 TEST_CASE("Broken SPIR-V is logged once and draws nothing")
 {
     const Shader shader = Shader::FromSpirv({{1, 2, 3, 4, 5}, {}});
-    const ErrorRecorder log;
-    CHECK(DrawWith(shader) == Rgba{0, 0, 0, 255});
-    CHECK(DrawWith(shader) == Rgba{0, 0, 0, 255});
-    REQUIRE(log.Count() == 1);
-    CHECK(log.Has("SPIR-V"));
+    const LogRecorder log;
+    CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
+    CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.Contains("SPIR-V"));
 }

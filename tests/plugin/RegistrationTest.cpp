@@ -1,10 +1,10 @@
 #include "Varkle/Core/FileImportRegistry.h"
 #include "Varkle/Core/Graph.h"
-#include "Varkle/Core/Log.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Core/Plugin.h"
 #include "Varkle/Core/TypeLibrary.h"
 #include "support/Catch.h"
+#include "support/LogRecorder.h"
 
 #include <array>
 #include <cstdio>
@@ -50,8 +50,8 @@ TEST_CASE("Loading registers the operator types in their order, unloading forget
     {
         const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
         REQUIRE(plugin);
-        CHECK(RegisteredIds() == std::vector<std::string>{"Varkle.Texture.Color", "Varkle.Texture.LoadImage",
-                                                          "Varkle.Texture.GrayScale"});
+        CHECK(RegisteredIds() ==
+              std::vector<std::string>{"Varkle.Texture.Color", "Varkle.Texture.LoadImage", "Varkle.Texture.GrayScale"});
     }
     CHECK(RegisteredIds().empty());
     CHECK(FileImportRegistry::Get().FindType("a.png") == nullptr);
@@ -59,8 +59,7 @@ TEST_CASE("Loading registers the operator types in their order, unloading forget
 
 TEST_CASE("Every operator's document fits what its constructor creates, and loading says nothing")
 {
-    std::vector<std::string> lines;
-    const LogListener listener([&](LogLevel, std::string_view text) { lines.emplace_back(text); });
+    const LogRecorder heard;
     const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
     REQUIRE(plugin);
     for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
@@ -81,7 +80,7 @@ TEST_CASE("Every operator's document fits what its constructor creates, and load
                 CHECK_FALSE((entry.description.empty() && entry.summary.empty()));
         }
     }
-    CHECK(lines.empty());
+    CHECK(heard.lines.empty());
 }
 
 TEST_CASE("The image importer makes a Load Image with the file's path, and leaves other files alone")

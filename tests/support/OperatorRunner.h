@@ -43,7 +43,7 @@ private:
 };
 
 /// Holds one operator in a graph of its own, with a source for each of its texture inputs.
-template <class Op>
+template<class Op>
 class OperatorRunner
 {
 public:
@@ -54,7 +54,7 @@ public:
     Graph& GetGraph() { return graph; }
 
     /// Returns a parameter by its display name as its class; fails the test when it is another.
-    template <class P>
+    template<class P>
     P& Parameter(std::string_view name)
     {
         auto* const parameter = dynamic_cast<P*>(op->FindParameter(name));

@@ -43,7 +43,8 @@ inline Rgba8 At(const Image& image, int x, int y)
 {
     if (x < 0 || y < 0 || x >= image.GetWidth() || y >= image.GetHeight())
         throw std::out_of_range("there is no such pixel");
-    const std::uint8_t* const p = image.GetPixels() + 4 * (std::size_t(y) * std::size_t(image.GetWidth()) + std::size_t(x));
+    const std::uint8_t* const p =
+        image.GetPixels() + 4 * (std::size_t(y) * std::size_t(image.GetWidth()) + std::size_t(x));
     return {p[0], p[1], p[2], p[3]};
 }
 

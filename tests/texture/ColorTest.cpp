@@ -1,7 +1,7 @@
-#include "Varkle/Core/Log.h"
-#include "support/Catch.h"
-#include "support/OperatorRunner.h"
 #include "texture/Color.h"
+#include "support/Catch.h"
+#include "support/LogRecorder.h"
+#include "support/OperatorRunner.h"
 
 using namespace Varkle;
 using namespace Varkle::Testing;
@@ -66,13 +66,14 @@ TEST_CASE("Color makes textures of odd sizes, one pixel included")
 
 TEST_CASE("Color takes the nearest possible size for one that can't be made, and warns")
 {
-    std::string warning;
-    const LogListener listener([&](LogLevel, std::string_view text) { warning += text; });
+    const LogRecorder heard;
     OperatorRunner<ColorOperator> runner;
     runner.SetSize({0, -3});
     const Image result = runner.Run();
     CHECK(result.GetWidth() == 1);
     CHECK(result.GetHeight() == 1);
-    CHECK(warning.find("0") != std::string::npos);
+    REQUIRE(heard.lines.size() == 1);
+    CHECK(heard.Contains("warning: "));
+    CHECK(heard.Contains("0 by -3"));
     CHECK(runner.Parameter<Vector2IntParameter>("Texture Size").Value() == glm::ivec2(0, -3));
 }

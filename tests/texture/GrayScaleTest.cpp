@@ -1,8 +1,8 @@
+#include "texture/GrayScale.h"
 #include "Varkle/Gpu/FrameBuffer.h"
 #include "Varkle/Gpu/PassRecorder.h"
 #include "support/Catch.h"
 #include "support/OperatorRunner.h"
-#include "texture/GrayScale.h"
 
 using namespace Varkle;
 using namespace Varkle::Testing;
@@ -22,9 +22,9 @@ Rgba8 GrayOf(const char* method, Rgba8 color)
 
 TEST_CASE("Grayscale by luminance weighs red, green and blue by BT.709 and keeps alpha")
 {
-    CHECK(Near(GrayOf("Luminance", {255, 0, 0, 51}), {54, 54, 54, 51})); // 0.2126 * 255 = 54.2
+    CHECK(Near(GrayOf("Luminance", {255, 0, 0, 51}), {54, 54, 54, 51}));      // 0.2126 * 255 = 54.2
     CHECK(Near(GrayOf("Luminance", {0, 255, 0, 255}), {182, 182, 182, 255})); // 0.7152 * 255 = 182.4
-    CHECK(Near(GrayOf("Luminance", {0, 0, 255, 0}), {18, 18, 18, 0})); // 0.0722 * 255 = 18.4
+    CHECK(Near(GrayOf("Luminance", {0, 0, 255, 0}), {18, 18, 18, 0}));        // 0.0722 * 255 = 18.4
 }
 
 TEST_CASE("Grayscale by average, brightest and darkest takes the mean, the largest and the smallest channel")

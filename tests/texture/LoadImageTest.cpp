@@ -1,10 +1,10 @@
+#include "texture/LoadImage.h"
 #include "Varkle/Core/FileWriting.h"
-#include "Varkle/Core/Log.h"
 #include "support/Catch.h"
+#include "support/LogRecorder.h"
 #include "support/OperatorRunner.h"
 #include "support/TemporaryFolder.h"
 #include "texture/ImageLoading.h"
-#include "texture/LoadImage.h"
 
 using namespace Varkle;
 using namespace Varkle::Testing;
@@ -23,9 +23,9 @@ void WritePng(const std::string& path, const Image& image)
 TEST_CASE("Load Image gives a texture of the picture's size and pixels")
 {
     const TemporaryFolder folder;
-    WritePng(folder.Path("two.png"), MakeImage({2, 1}, {{1, 2, 3, 4}, {250, 251, 252, 253}}));
+    WritePng(folder / "two.png", MakeImage({2, 1}, {{1, 2, 3, 4}, {250, 251, 252, 253}}));
     OperatorRunner<LoadImage> runner;
-    runner.GetOperator().SetPath(folder.Path("two.png"));
+    runner.GetOperator().SetPath(folder / "two.png");
     const Image result = runner.Run();
     REQUIRE(result.GetWidth() == 2);
     REQUIRE(result.GetHeight() == 1);
@@ -36,29 +36,29 @@ TEST_CASE("Load Image gives a texture of the picture's size and pixels")
 TEST_CASE("Load Image with an empty path, a missing file or a text file carries nothing and says nothing")
 {
     const TemporaryFolder folder;
-    REQUIRE(WriteFileAtomically(folder.Path("note.png"), "this is no picture"));
-    int lines = 0;
-    const LogListener listener([&](LogLevel, std::string_view) { ++lines; });
+    REQUIRE(WriteFileAtomically(folder / "note.png", "this is no picture"));
+    const LogRecorder heard;
     OperatorRunner<LoadImage> runner;
-    for (const std::string& path : {std::string(), folder.Path("missing.png"), folder.Path("note.png"), folder.Path("")})
+    for (const std::string& path :
+         {std::string(), folder / "missing.png", folder / "note.png", folder.GetPath().string()})
     {
         runner.GetOperator().SetPath(path);
         runner.Execute();
         CHECK_FALSE(runner.Output());
     }
-    CHECK(lines == 0);
+    CHECK(heard.lines.empty());
 }
 
 TEST_CASE("Load Image keeps its last picture when the next can't be loaded")
 {
     const TemporaryFolder folder;
-    WritePng(folder.Path("one.png"), MakeImage({1, 1}, {{9, 8, 7, 6}}));
+    WritePng(folder / "one.png", MakeImage({1, 1}, {{9, 8, 7, 6}}));
     OperatorRunner<LoadImage> runner;
-    runner.GetOperator().SetPath(folder.Path("one.png"));
+    runner.GetOperator().SetPath(folder / "one.png");
     runner.Execute();
     const Texture first = runner.Output();
     REQUIRE(first);
-    runner.GetOperator().SetPath(folder.Path("missing.png"));
+    runner.GetOperator().SetPath(folder / "missing.png");
     runner.Execute();
     CHECK(runner.Output() == first);
 }
@@ -66,9 +66,9 @@ TEST_CASE("Load Image keeps its last picture when the next can't be loaded")
 TEST_CASE("Load Image loads again only when its path changes")
 {
     const TemporaryFolder folder;
-    WritePng(folder.Path("one.png"), MakeImage({1, 1}, {{9, 8, 7, 6}}));
+    WritePng(folder / "one.png", MakeImage({1, 1}, {{9, 8, 7, 6}}));
     OperatorRunner<LoadImage> runner;
-    runner.GetOperator().SetPath(folder.Path("one.png"));
+    runner.GetOperator().SetPath(folder / "one.png");
     runner.Execute();
     runner.Execute();
     CHECK(runner.Get().GetExecutionCount() == 1);
@@ -83,7 +83,8 @@ TEST_CASE("Load Image offers its path as a file path")
 
 TEST_CASE("A picture in memory becomes a texture, bytes that are no picture become nothing")
 {
-    const std::vector<std::uint8_t> png = MakeImage({3, 2}, std::vector<Rgba8>(6, {5, 6, 7, 8})).Encode(ImageFormat::Png);
+    const std::vector<std::uint8_t> png =
+        MakeImage({3, 2}, std::vector<Rgba8>(6, {5, 6, 7, 8})).Encode(ImageFormat::Png);
     const std::optional<Texture> texture = LoadTextureFromMemory(png.data(), png.size());
     REQUIRE(texture);
     CHECK(texture->GetWidth() == 3);

@@ -1,6 +1,6 @@
+#include "texture/TextureOutputSettings.h"
 #include "support/Catch.h"
 #include "support/OperatorRunner.h"
-#include "texture/TextureOutputSettings.h"
 
 using namespace Varkle;
 using namespace Varkle::Testing;
@@ -8,7 +8,7 @@ using namespace Varkle::Testing;
 namespace
 {
 
-template <int InputCount>
+template<int InputCount>
 class Settings final : public Operator
 {
 public:
@@ -49,8 +49,7 @@ TEST_CASE("The names of the output format follow from the number of inputs, eigh
     CHECK(GetTextureSettingNames(0).empty());
     CHECK(GetTextureSettingNames(1) == Names{"Copy Input", "Manual"});
     CHECK(GetTextureSettingNames(2) == Names{"Copy Input A", "Copy Input B", "Manual"});
-    CHECK(GetTextureSettingNames(4) ==
-          Names{"Copy Input A", "Copy Input B", "Copy Input C", "Copy Input D", "Manual"});
+    CHECK(GetTextureSettingNames(4) == Names{"Copy Input A", "Copy Input B", "Copy Input C", "Copy Input D", "Manual"});
     CHECK(GetTextureSettingNames(9) == GetTextureSettingNames(8));
     CHECK(GetTextureSettingNames(8).size() == 9);
     CHECK(GetTextureSettingNames(8)[7] == "Copy Input H");

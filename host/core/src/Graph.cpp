@@ -64,10 +64,10 @@ void ForEachSource(const Operator& op, const Visit& visit)
     };
     for (const Object* const object : op.GetInputs())
     {
-        if (const auto* const list = dynamic_cast<const DataInputList*>(object))
-            std::ranges::for_each(list->GetInputs(), [&](const DataInput* input) { visitSource(*input); });
-        else
-            visitSource(static_cast<const DataInput&>(*object));
+        if (const auto* const input = dynamic_cast<const DataInput*>(object))
+            visitSource(*input);
+        else if (const auto* const list = dynamic_cast<const DataInputList*>(object))
+            std::ranges::for_each(list->GetInputs(), [&](const DataInput* element) { visitSource(*element); });
     }
 }
 

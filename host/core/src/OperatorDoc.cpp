@@ -91,6 +91,17 @@ private:
     static std::uint32_t GetLine(const YAML::Mark& mark) { return mark.line < 0 ? 1 : std::uint32_t(mark.line) + 2; }
     static std::uint32_t GetLine(const YAML::Node& node) { return GetLine(node.Mark()); }
 
+    // Returns the line of a key. The parser places a value that is missing in the line behind it.
+    static std::uint32_t GetLine(const YAML::Node& map, std::string_view key)
+    {
+        for (const auto& pair : map)
+        {
+            if (pair.first.IsScalar() && pair.first.Scalar() == key)
+                return GetLine(pair.first);
+        }
+        return GetLine(map);
+    }
+
     void ReadDocument(const YAML::Node& root)
     {
         if (!root.IsMap() && !root.IsNull())
@@ -115,7 +126,7 @@ private:
         if (!root["type"])
             Warn(1, "the document has no type.");
         else if (type && info.type && *type != info.type->GetId())
-            Warn(GetLine(root["type"]),
+            Warn(GetLine(root, "type"),
                  "the type is " + Quoted(*type) + ", the operator's is " + Quoted(info.type->GetId()) + ".");
     }
 
@@ -141,7 +152,7 @@ private:
             return {};
         if (node.IsScalar())
             return node.Scalar();
-        Warn(GetLine(node), where + Quoted(key) + " must be text.");
+        Warn(GetLine(map, key), where + Quoted(key) + " must be text.");
         return {};
     }
 
@@ -152,7 +163,7 @@ private:
             return {};
         if (!list.IsSequence())
         {
-            Warn(GetLine(list), where + Quoted(key) + " must be a list of texts.");
+            Warn(GetLine(map, key), where + Quoted(key) + " must be a list of texts.");
             return {};
         }
         std::vector<std::string> texts;
@@ -175,7 +186,7 @@ private:
             return {};
         if (!list.IsMap())
         {
-            Warn(GetLine(list), where + Quoted(key) + " must be a map from names to entries.");
+            Warn(GetLine(map, key), where + Quoted(key) + " must be a map from names to entries.");
             return {};
         }
         std::vector<Entry> entries;
@@ -241,7 +252,7 @@ private:
             Warn(line, where + "the entry has no type.");
         const std::optional<std::string> type = ReadText(node, "type", where);
         if (type && !Contains(entryTypes, *type))
-            Warn(GetLine(node["type"]), where + "there is no type " + Quoted(*type) + ".");
+            Warn(GetLine(node, "type"), where + "there is no type " + Quoted(*type) + ".");
         return type.value_or("");
     }
 
@@ -251,14 +262,14 @@ private:
         if (entry.type == "Enum" && !list)
             Warn(entry.marks.line, where + "an enum needs a list of values.");
         if (entry.type != "Enum" && list)
-            Warn(GetLine(list), where + "only enums have values.");
+            Warn(GetLine(node, "values"), where + "only enums have values.");
         std::vector<std::string> values = ReadTexts(node, "values", where);
         if (entry.type == "Enum" && list && list.IsSequence() && list.size() == 0)
-            Warn(GetLine(list), where + "the list of values is empty.");
+            Warn(GetLine(node, "values"), where + "the list of values is empty.");
         for (auto value = values.begin(); value != values.end(); ++value)
         {
             if (std::find(values.begin(), value, *value) != value)
-                Warn(GetLine(list), where + "the value " + Quoted(*value) + " stands in the list twice.");
+                Warn(GetLine(node, "values"), where + "the value " + Quoted(*value) + " stands in the list twice.");
         }
         return values;
     }
@@ -268,7 +279,7 @@ private:
         const YAML::Node mark = node["output"];
         bool output = false;
         if (mark && !YAML::convert<bool>::decode(mark, output))
-            Warn(GetLine(mark), where + "\"output\" must be true or false.");
+            Warn(GetLine(node, "output"), where + "\"output\" must be true or false.");
         return output;
     }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <map>
 #include <optional>
 #include <string_view>
 
@@ -42,6 +41,21 @@ wgpu::Instance CreateInstance()
 #endif
 }
 
+// An instance holds the drivers. They are never unloaded: finding them takes 30 ms, and some leave a little memory
+// behind.
+struct Instances
+{
+    wgpu::Instance all;
+    wgpu::Instance cpuOnly;
+    std::vector<wgpu::Instance> forgotten;
+};
+
+Instances& Kept()
+{
+    static Instances& instances = *new Instances;
+    return instances;
+}
+
 std::string_view BackendName(wgpu::BackendType backend)
 {
     switch (backend)
@@ -78,11 +92,9 @@ std::string_view TypeName(wgpu::AdapterType type)
     }
 }
 
-int Rank(const Adapter& adapter)
+bool IsCpu(const Adapter& adapter)
 {
-    static const std::map<std::string_view, int> ranks{{"discrete GPU", 0}, {"integrated GPU", 1}, {"CPU", 2}};
-    const auto rank = ranks.find(adapter.info.type);
-    return rank == ranks.end() ? 3 : rank->second;
+    return adapter.info.type == "CPU";
 }
 
 std::optional<Adapter> RequestAdapter(const wgpu::Instance& instance, wgpu::PowerPreference preference)
@@ -110,17 +122,20 @@ std::optional<Adapter> RequestAdapter(const wgpu::Instance& instance, wgpu::Powe
     return Adapter{instance, adapter, description};
 }
 
-void AddAdapters(std::vector<Adapter>& adapters)
+void AddAdapters(std::vector<Adapter>& adapters, wgpu::Instance& instance)
 {
-    const wgpu::Instance instance = CreateInstance();
+    if (!instance)
+        instance = CreateInstance();
     if (!instance)
         return;
     for (const auto preference : {wgpu::PowerPreference::HighPerformance, wgpu::PowerPreference::LowPower})
     {
         std::optional<Adapter> found = RequestAdapter(instance, preference);
+        if (!found)
+            return;
         const auto same = [&](const Adapter& other)
         { return other.info.name == found->info.name && other.info.driver == found->info.driver; };
-        if (found && std::none_of(adapters.begin(), adapters.end(), same))
+        if (std::none_of(adapters.begin(), adapters.end(), same))
             adapters.push_back(std::move(*found));
     }
 }
@@ -129,10 +144,11 @@ void AddAdapters(std::vector<Adapter>& adapters)
 // none.
 void AddCpuAdapters(std::vector<Adapter>& adapters)
 {
-    if (std::getenv(driverSwitch)) // the user chose
+    const bool hasCpu = std::any_of(adapters.begin(), adapters.end(), IsCpu);
+    if (adapters.empty() || hasCpu || std::getenv(driverSwitch)) // the last: the user chose
         return;
     setenv(driverSwitch, cpuDrivers, 1);
-    AddAdapters(adapters);
+    AddAdapters(adapters, Kept().cpuOnly);
     unsetenv(driverSwitch);
 }
 
@@ -145,7 +161,7 @@ std::string LowerCase(std::string text)
 bool Matches(const Adapter& adapter, const std::string& request)
 {
     if (LowerCase(request) == "cpu")
-        return adapter.info.type == "CPU";
+        return IsCpu(adapter);
     return LowerCase(adapter.info.name).find(LowerCase(request)) != std::string::npos;
 }
 
@@ -165,27 +181,34 @@ Error MakeError(const std::vector<Adapter>& adapters, const std::string& request
 
 } // namespace
 
+void ForgetAdapters()
+{
+    Kept().forgotten.push_back(std::move(Kept().all));
+    Kept().forgotten.push_back(std::move(Kept().cpuOnly));
+}
+
 std::vector<Adapter> FindAdapters()
 {
     std::vector<Adapter> adapters;
-    AddAdapters(adapters);
-    if (std::none_of(adapters.begin(), adapters.end(), [](const Adapter& adapter) { return Rank(adapter) == 2; }))
-        AddCpuAdapters(adapters);
-    std::stable_sort(adapters.begin(), adapters.end(),
-                     [](const Adapter& a, const Adapter& b) { return Rank(a) < Rank(b); });
+    AddAdapters(adapters, Kept().all);
+    AddCpuAdapters(adapters);
     return adapters;
 }
 
 Result<Adapter> ChooseAdapter(const std::string& request)
 {
     std::vector<Adapter> adapters;
-    AddAdapters(adapters);
-    const auto fits = [&](const Adapter& adapter) { return Matches(adapter, request); };
-    auto chosen = std::find_if(adapters.begin(), adapters.end(), fits);
+    AddAdapters(adapters, Kept().all);
+    const auto find = [&]
+    {
+        return std::find_if(adapters.begin(), adapters.end(),
+                            [&](const Adapter& adapter) { return Matches(adapter, request); });
+    };
+    auto chosen = find();
     if (chosen == adapters.end())
     {
-        adapters = FindAdapters();
-        chosen = std::find_if(adapters.begin(), adapters.end(), fits);
+        AddCpuAdapters(adapters);
+        chosen = find();
     }
     if (chosen == adapters.end())
         return MakeError(adapters, request);

@@ -23,4 +23,7 @@ std::vector<Adapter> FindAdapters();
 /// Chooses one as Graphics::Start describes.
 Result<Adapter> ChooseAdapter(const std::string& request);
 
+/// Looks for adapters anew the next time, as after the loss of one.
+void ForgetAdapters();
+
 } // namespace Varkle

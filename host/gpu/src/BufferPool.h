@@ -14,8 +14,9 @@ wgpu::Buffer Take(std::uint64_t size, wgpu::BufferUsage usage);
 /// Hands a buffer back that nobody refers to any more. One of an earlier device is dropped.
 void Give(wgpu::Buffer buffer, unsigned long generation);
 
-/// From this size on bytes travel faster through a kept staging buffer than through the queue's own writes, ...
-inline constexpr std::uint64_t MinStagedBytes = 1ull << 20;
+/// From this size on bytes travel faster through a kept staging buffer than through the queue's own writes, which reuse
+/// only 4 MiB of memory, ...
+inline constexpr std::uint64_t MinStagedBytes = 4ull << 20;
 /// ... up to this one: larger staging buffers are not worth keeping.
 inline constexpr std::uint64_t MaxStagedBytes = 64ull << 20;
 

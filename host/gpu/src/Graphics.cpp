@@ -237,7 +237,8 @@ void Shutdown()
     state.instance = nullptr;
     state.adapter = {};
     state.limits = {};
-    state.lost = false;
+    if (std::exchange(state.lost, false))
+        ForgetAdapters();
     state.lostReason.clear();
 }
 

@@ -6,7 +6,6 @@
 #include "TextureStorage.h"
 
 #include <algorithm>
-#include <cstring>
 #include <list>
 #include <utility>
 #include <vector>
@@ -114,24 +113,24 @@ Image ToImage(const ReadBack& readBack)
         static_cast<const std::uint8_t*>(readBack.buffer.GetConstMappedRange(0, readBack.pitch * height));
     if (!bytes)
         return {};
-    std::vector<std::uint8_t> pixels(width * height * 4);
+    std::vector<std::uint8_t> pixels;
+    pixels.reserve(width * height * 4);
     for (std::size_t y = 0; y < height; ++y)
     {
-        const std::uint8_t* source = bytes + y * readBack.pitch;
-        std::uint8_t* target = pixels.data() + y * width * 4;
-        if (readBack.channels == 4)
-            std::memcpy(target, source, width * 4);
-        for (std::size_t x = 0; x < width && (readBack.channels < 4 || readBack.blueFirst); ++x, target += 4)
+        const std::uint8_t* const row = bytes + y * readBack.pitch;
+        if (readBack.channels == 4 && !readBack.blueFirst)
         {
-            if (readBack.blueFirst)
-            {
-                std::swap(target[0], target[2]);
-                continue;
-            }
-            target[0] = *source++;
-            target[1] = readBack.channels == 2 ? *source++ : 0;
-            target[2] = 0;
-            target[3] = 255;
+            pixels.insert(pixels.end(), row, row + width * 4);
+            continue;
+        }
+        pixels.resize((y + 1) * width * 4);
+        std::uint8_t* target = pixels.data() + y * width * 4;
+        for (const std::uint8_t* pixel = row; pixel != row + width * readBack.channels; pixel += readBack.channels)
+        {
+            *target++ = readBack.blueFirst ? pixel[2] : pixel[0];
+            *target++ = readBack.channels > 1 ? pixel[1] : 0;
+            *target++ = readBack.blueFirst ? pixel[0] : 0;
+            *target++ = readBack.channels > 3 ? pixel[3] : 255;
         }
     }
     return Image(readBack.size, std::move(pixels));

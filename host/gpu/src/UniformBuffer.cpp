@@ -139,6 +139,24 @@ const ShaderBinding* FirstUniformVariable(const ShaderReflection& reflection)
     return nullptr;
 }
 
+/// Lays out the blocks after the variable that `find` finds in the shader's reflection.
+template<class Find>
+std::shared_ptr<UniformBufferData> MakeData(Shader shader, Find find, unsigned long blockCount, wgpu::BufferUsage usage)
+{
+    auto data = std::make_shared<UniformBufferData>();
+    data->blockCount = blockCount;
+    data->usage = usage;
+    const ShaderBinding* variable = find(shader.GetReflection());
+    if (!variable || variable->kind != BindingKind::UniformBuffer)
+        return data;
+    data->layout = &variable->layout;
+    data->structSize = variable->minSize;
+    data->blockSize = (data->structSize + blockAlignment - 1) / blockAlignment * blockAlignment;
+    data->bytes.resize(data->blockSize * blockCount);
+    data->shader = std::move(shader);
+    return data;
+}
+
 } // namespace
 
 // ---- UniformProxy ----
@@ -244,14 +262,15 @@ void UniformProxy::Write(ScalarType scalar, unsigned columns, unsigned rows, con
         }
         std::memcpy(converted + i * size, &*result, size); // little-endian: the low bytes come first
     }
-    for (unsigned column = 0; column < columns; ++column)
-        WriteBytes(*data, offset + column * member->columnStride, converted + column * rows * size, rows * size);
+    const std::size_t columnSize = rows * size;
+    for (std::size_t column = 0; column < columns; ++column)
+        WriteBytes(*data, offset + column * member->columnStride, converted + column * columnSize, columnSize);
 }
 
 /// Names the member and its type for messages.
 std::string UniformProxy::Describe() const
 {
-    const std::string name = member->name.empty() ? "array" : '"' + member->name + '"';
+    std::string name = member->name.empty() ? "array" : '"' + member->name + '"';
     if (!member->members.empty() || (member->arrayLength != 0 && !isElement))
         return name;
     return name + " of type " + NameOf(member->scalar, member->columns, member->rows);
@@ -259,35 +278,26 @@ std::string UniformProxy::Describe() const
 
 // ---- UniformBuffer ----
 
-UniformBuffer::UniformBuffer(Shader shader, const ShaderBinding* variable, unsigned long blockCount,
-                             wgpu::BufferUsage usage)
-    : data(std::make_shared<UniformBufferData>())
-{
-    data->blockCount = blockCount;
-    data->usage = usage;
-    if (!variable || variable->kind != BindingKind::UniformBuffer)
-        return;
-    data->layout = &variable->layout;
-    data->structSize = variable->minSize;
-    data->blockSize = (data->structSize + blockAlignment - 1) / blockAlignment * blockAlignment;
-    data->bytes.resize(data->blockSize * blockCount);
-    data->shader = std::move(shader);
-}
-
 UniformBuffer::UniformBuffer(Shader shader, unsigned long blockCount, wgpu::BufferUsage usage)
-    : UniformBuffer(shader, FirstUniformVariable(shader.GetReflection()), blockCount, usage)
+    : data(MakeData(std::move(shader), FirstUniformVariable, blockCount, usage))
 {
 }
 
 UniformBuffer::UniformBuffer(Shader shader, std::string_view variable, unsigned long blockCount,
                              wgpu::BufferUsage usage)
-    : UniformBuffer(shader, shader.GetReflection().FindBinding(variable), blockCount, usage)
+    : data(MakeData(
+          std::move(shader), [&](const ShaderReflection& reflection) { return reflection.FindBinding(variable); },
+          blockCount, usage))
 {
 }
 
 UniformBuffer::UniformBuffer(Shader shader, glm::ivec2 groupAndBinding, unsigned long blockCount,
                              wgpu::BufferUsage usage)
-    : UniformBuffer(shader, shader.GetReflection().FindBinding(groupAndBinding.x, groupAndBinding.y), blockCount, usage)
+    : data(MakeData(
+          std::move(shader),
+          [&](const ShaderReflection& reflection)
+          { return reflection.FindBinding(groupAndBinding.x, groupAndBinding.y); },
+          blockCount, usage))
 {
 }
 

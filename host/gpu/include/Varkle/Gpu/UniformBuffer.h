@@ -81,8 +81,6 @@ public:
     Buffer GetBuffer() const;
 
 private:
-    UniformBuffer(Shader shader, const ShaderBinding* variable, unsigned long blockCount, wgpu::BufferUsage usage);
-
     std::shared_ptr<UniformBufferData> data;
 };
 

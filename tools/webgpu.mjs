@@ -35,11 +35,12 @@ function fetchPackage(scratch, name, members) {
     const { version, integrity } = lock.packages[`node_modules/${name}`];
     let archive;
     try {
-        const output = execFileSync("npm", ["pack", "--silent", `${name}@${version}`],
+        const output = execFileSync("npm", ["pack", "--loglevel=error", `${name}@${version}`],
             { cwd: scratch, encoding: "utf8", stdio: ["ignore", "pipe", "pipe"] });
         archive = path.join(scratch, output.trim().split("\n").pop());
     } catch (error) {
-        fail(`fetching ${name} ${version} with npm`, (error.stderr || error.message).trim().split("\n").slice(-3).join(" "),
+        const reasons = (error.stderr || error.message).split("\n").map(line => line.replace(/^npm (ERR!|error) ?/, ""));
+        fail(`fetching ${name} ${version} with npm`, reasons.filter(line => line.trim()).slice(0, 3).join("; "),
             "Check that npm reaches its registry (try: npm ping), then run the command again.");
     }
     const digest = "sha512-" + createHash("sha512").update(fs.readFileSync(archive)).digest("base64");

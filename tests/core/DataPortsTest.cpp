@@ -86,6 +86,24 @@ TEST_CASE("An operator that clears its output in Execute empties the inputs down
     CHECK(sum.output.GetNumber() == 0.0);
 }
 
+TEST_CASE("An output that goes leaves what it fed unconnected and outdated")
+{
+    Graph graph;
+    auto& source = Add<Source>(graph, "source");
+    auto& sum = Add<Sum>(graph, "sum");
+    {
+        NumberOutput extra(&source, "Extra");
+        graph.Connect(extra, sum.first);
+        extra.Activate(4.0);
+        Run(graph);
+        CHECK(sum.output.GetNumber() == 4.0);
+    }
+    CHECK(sum.first.GetConnection() == nullptr);
+    CHECK(source.GetOutputs() == std::vector<DataOutput*>{&source.output});
+    CHECK(Run(graph) == Keys{"sum"});
+    CHECK(sum.output.GetNumber() == 0.0);
+}
+
 TEST_CASE("A list element has its list's name, a key that is never used again, and its operator")
 {
     Collect collect;

@@ -127,3 +127,12 @@ TEST_CASE("An importer whose type makes no operator makes nothing")
     CHECK(!registry.CreateOperator("x.b"));
     CHECK(!called);
 }
+
+TEST_CASE("An importer without a function makes the operator as it is")
+{
+    FileImportRegistry registry;
+    registry.RegisterImporter({".a"}, Loader::Type(), {});
+    const std::unique_ptr<Operator> op = registry.CreateOperator("x.a");
+    REQUIRE(op);
+    CHECK(static_cast<Loader&>(*op).path.empty());
+}

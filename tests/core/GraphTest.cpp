@@ -454,6 +454,11 @@ TEST_CASE("A run for targets runs them and what feeds them; the others stay outd
     CHECK(other.output.GetNumber() == 2.0);
     CHECK(Run(graph) == Keys{"report"});
     CHECK(Run(graph, {&wanted, &report}) == Keys{"report"});
+
+    source.value.SetValue(3.0);
+    CHECK(Run(graph, {&wanted}) == Keys{"source", "wanted"});
+    CHECK(other.output.GetNumber() == 2.0);
+    CHECK(Run(graph, {&other}) == Keys{"other"});
 }
 
 TEST_CASE("What is left out by the targets runs with the whole graph later")

@@ -298,8 +298,8 @@ TEST_CASE("A name that is documented twice is a warning, and the first counts")
 TEST_CASE("Values of the wrong kind in a document are warnings, and the rest is kept")
 {
     CHECK(Warnings("tags: soften\n") == Lines{"warning: Blur.md:4: \"tags\" must be a list of texts."});
-    CHECK(Warnings("tags: [a, [b], c]\n") ==
-          Lines{"warning: Blur.md:4: \"tags\" must be a list of texts, and item 2 is none."});
+    CHECK(Warnings("tags: [a, [b], {c: d}]\n") == Lines{"warning: Blur.md:4: item 2 of \"tags\" must be text.",
+                                                        "warning: Blur.md:4: item 3 of \"tags\" must be text."});
     CHECK(Parse("tags: [a, [b], c]\n").tags == Lines{"a", "c"});
     CHECK(Warnings("inputs: [In]\n") == Lines{"warning: Blur.md:4: \"inputs\" must be a map from names to entries."});
     CHECK(Warnings("inputs:\n") == Lines{"warning: Blur.md:4: \"inputs\" must be a map from names to entries."});

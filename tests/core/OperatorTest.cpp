@@ -182,9 +182,7 @@ TEST_CASE("A change of a parameter without the structure flag leaves the structu
 
 TEST_CASE("The structure is not updated while the operator is destroyed")
 {
-    Graph graph;
-    auto& shape = Add<Shape>(graph, "shape");
-    // A reference with the flag changes when the source that it points at goes, which is a member of the same operator.
+    // The reference changes, and asks for an update, when the parameter goes that it points at.
     class Tangled final : public TestOperator
     {
     public:
@@ -199,11 +197,35 @@ TEST_CASE("The structure is not updated while the operator is destroyed")
         FloatParameter value{ParameterScope(this), "Value", 0.0};
     };
     int updates = 0;
-    Operator* const tangled = graph.Add(std::make_unique<Tangled>(updates));
-    CHECK(updates == 1);
-    graph.Remove(tangled);
-    graph.Remove(&shape);
-    CHECK(updates == 1);
+    auto graph = std::make_unique<Graph>();
+    Operator* const removed = graph->Add(std::make_unique<Tangled>(updates));
+    graph->Add(std::make_unique<Tangled>(updates));
+    CHECK(updates == 2);
+    graph->Remove(removed);
+    CHECK(updates == 2);
+    graph.reset();
+    CHECK(updates == 2);
+}
+
+TEST_CASE("Whoever hears that an object is gone finds no reference to it any more")
+{
+    class Watcher final : public TestOperator
+    {
+    public:
+        Watcher() { reference.SetParameterFlag(ParameterFlag::Structure, true); }
+        void UpdateStructure() override { seen = watch.Get(); }
+        WeakObject watch;
+        Object* seen = nullptr;
+        PtrParameter reference{ParameterScope(this), "Reference", nullptr};
+    };
+    Graph graph;
+    auto& source = Add<Source>(graph, "source");
+    auto& watcher = Add<Watcher>(graph, "watcher");
+    watcher.watch = WeakObject(&source);
+    watcher.reference.SetValue(&source);
+    CHECK(watcher.seen == &source);
+    graph.Remove(&source);
+    CHECK(watcher.seen == nullptr);
 }
 
 TEST_CASE("Executions are counted and timed")

@@ -162,7 +162,10 @@ TEST_CASE("Removing nothing, or a bundle of another list, does nothing")
 TEST_CASE("A parameter that outlives its bundle belongs to no operator")
 {
     Bundles<false> op;
-    op.list.RemoveBundle(op.list.CreateBundle("", "a"));
+    ParameterBundle* const bundle = op.list.CreateBundle("", "a");
+    const unsigned long before = op.GetStructureVersion();
+    op.list.RemoveBundle(bundle);
+    CHECK(op.GetStructureVersion() > before);
     REQUIRE(op.parameters.size() == 1);
     CHECK(op.parameters[0]->GetOperator() == nullptr);
     op.parameters[0]->SetValue(0.25);

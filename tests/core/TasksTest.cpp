@@ -228,6 +228,17 @@ TEST_CASE("What background work captured is destroyed before shutting down retur
     CHECK(data.use_count() == 1);
 }
 
+TEST_CASE("What work captured may ask for main-thread work when it is destroyed")
+{
+    int asked = 0;
+    const auto make = [&asked]
+    { return std::shared_ptr<int>(&asked, [](int* count) { Tasks::RunOnMainThread([count] { ++*count; }); }); };
+    Tasks::RunInBackground(Tasks::Kind::Compute, [held = make()] {});
+    Tasks::RunOnMainThread([held = make()] {});
+    Drain();
+    CHECK(asked == 2);
+}
+
 TEST_CASE("Work after shutting down runs on new threads")
 {
     for (int round = 0; round < 3; ++round)

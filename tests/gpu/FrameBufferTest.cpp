@@ -92,7 +92,7 @@ TEST_CASE("A texture whose last handle goes is used for the next frame buffer of
     CHECK(Graphics::GetCounters().idleTextures == 0);
     published = {};
     CHECK(Graphics::GetCounters().idleTextures == 1);
-    CHECK(Graphics::GetCounters().idleTextureBytes == 16 * 8 * 4);
+    CHECK(Graphics::GetCounters().idleTextureBytes == 512);
 
     const GpuCounters before = Graphics::GetCounters();
     const FrameBuffer otherSize = AllocateFrameBuffer({8, 16}, rgba);
@@ -163,6 +163,16 @@ TEST_CASE("A size that can't be made becomes the nearest, with one warning that 
     CHECK(log.Contains("warning: tiny: A texture of 0 by -3 pixels can't be made; it becomes 1 by 1."));
     CHECK(log.Contains("warning: huge: A texture of " + std::to_string(limit + 1) +
                        " by 1 pixels can't be made; it becomes " + std::to_string(limit) + " by 1."));
+}
+
+TEST_CASE("A frame buffer with a target that can't be made is empty")
+{
+    const LogRecorder log;
+    const FrameBuffer frameBuffer = AllocateFrameBuffer(
+        {4, 4}, {.colorFormats = {wgpu::TextureFormat::RGBA8Unorm, wgpu::TextureFormat::RGB9E5Ufloat}});
+    CHECK_FALSE(frameBuffer.GetColorTarget(0));
+    CHECK(frameBuffer.GetWidth() == 0);
+    CHECK(log.lines.size() == 1);
 }
 
 TEST_CASE("A multisampled frame buffer shows its resolved targets")

@@ -1,10 +1,14 @@
 #include "Varkle/Gpu/PassRecorder.h"
 
+#include "Varkle/Core/Graph.h"
+#include "Varkle/Core/Operator.h"
 #include "Varkle/Gpu/BindGroupBuilder.h"
 #include "Varkle/Gpu/BlendMode.h"
 #include "gpu/QuadDrawing.h"
 #include "support/ReadBuffer.h"
 
+#include <functional>
+#include <memory>
 #include <numeric>
 
 using namespace Varkle;
@@ -49,6 +53,25 @@ const Shader doubleShader = Shader::FromWgsl(R"(
 
 constexpr wgpu::BufferUsage storageUsage =
     wgpu::BufferUsage::Storage | wgpu::BufferUsage::CopyDst | wgpu::BufferUsage::CopySrc;
+
+/// Does whatever the test wants while it executes.
+class Worker final : public Operator
+{
+public:
+    explicit Worker(std::function<void()> given) : work(std::move(given)) {}
+    void Execute(ExecutionContext&) override { work(); }
+
+private:
+    std::function<void()> work;
+};
+
+/// Runs something as the work of an operator with the key "soft".
+void RunInOperator(std::function<void()> work)
+{
+    Graph graph;
+    graph.Add(std::make_unique<Worker>(std::move(work)), "soft");
+    graph.Run();
+}
 
 } // namespace
 
@@ -383,4 +406,30 @@ TEST_CASE("A compute pass with something missing computes nothing and says why")
         CHECK(log.lines.size() == 1);
     }
     CHECK(Graphics::GetCounters().dispatches == dispatches);
+}
+
+TEST_CASE("Errors of passes, bind groups and pipelines name the operator that is executing")
+{
+    const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
+    const LogRecorder log;
+    RunInOperator(
+        [&]
+        {
+            RenderPassRecorder().BindFrameBuffer(target).BindPipeline({}).Submit();
+            RenderPassRecorder().BindFrameBuffer(target).BindPipeline(QuadPipeline(Shader()).Build()).Submit();
+            BindGroupBuilder(QuadPipeline(FillShader()).Build(), 0).Build();
+            ComputePassRecorder().BindBindGroup(0, nullptr).Submit();
+        });
+    REQUIRE(log.lines.size() == 4);
+    for (const std::string& line : log.lines)
+        CHECK(line.starts_with("error: soft: "));
+}
+
+TEST_CASE("The GPU time of a pass counts for the operator that submitted it")
+{
+    if (!Graphics::StartTimings())
+        return; // this adapter has no timestamps
+    Filler filler;
+    RunInOperator([&] { filler.Record(AllocateFrameBuffer({512, 512}, rgba8)).Draw(6, 1, 0, 0).Submit(); });
+    CHECK(Graphics::CollectTimings().contains("soft"));
 }

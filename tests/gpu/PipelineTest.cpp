@@ -5,6 +5,8 @@
 #include "Varkle/Gpu/PassRecorder.h"
 #include "gpu/QuadDrawing.h"
 
+#include <bit>
+
 using namespace Varkle;
 using namespace Varkle::Testing;
 

@@ -140,9 +140,25 @@ TEST_CASE("Of a text that cannot be read the GPU's compiler says what is wrong")
     const Shader shader = Shader::FromWgsl("@group(0) @binding(0) var<uniform> uniforms: Unknown;\n" + quadVertexStage +
                                            plainFragmentStage);
     const LogRecorder log;
+    CHECK_FALSE(BindGroupBuilder(QuadPipeline(shader).Build(), 0).Build());
     CHECK(DrawWith(shader) == Rgba8{0, 0, 0, 255});
     REQUIRE(log.lines.size() == 1);
     CHECK(log.Contains("shader:1:46: unresolved type 'Unknown'"));
+}
+
+TEST_CASE("A shader of empty text is one error, however often it is drawn with")
+{
+    const RenderPipeline pipeline = QuadPipeline(Shader::FromWgsl("")).Build();
+    const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
+    const LogRecorder log;
+    for (int i = 0; i < 3; ++i)
+    {
+        const wgpu::BindGroup group = BindGroupBuilder(pipeline, 0).Build();
+        CHECK_FALSE(group);
+        RenderPassRecorder().BindFrameBuffer(target).BindPipeline(pipeline).BindBindGroup(0, group).Submit();
+    }
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.Contains("The pipeline cannot be created: The shader has no vertex entry point."));
 }
 
 TEST_CASE("A shader is compiled once, and anew on a new device")

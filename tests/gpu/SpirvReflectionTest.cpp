@@ -258,9 +258,9 @@ layout(location = 0) out vec4 color;
 layout(location = 2) out vec4 more[2];
 void main()
 {
-    color = texture(sampler2D(plain, smooth_), vec2(0)) + texelFetch(counts, ivec3(0), 0) + texelFetch(cells, ivec3(0), 0)
-        + texture(samplerCube(sky, smooth_), vec3(1)) + texelFetch(samples, ivec2(0), 0)
-        + vec4(texture(sampler2DShadow(shadow, compare), vec3(0)));
+    color = texture(sampler2D(plain, smooth_), vec2(0)) + texelFetch(counts, ivec3(0), 0)
+        + texelFetch(cells, ivec3(0), 0) + texture(samplerCube(sky, smooth_), vec3(1))
+        + texelFetch(samples, ivec2(0), 0) + vec4(texture(sampler2DShadow(shadow, compare), vec3(0)));
     more[0] = color;
     more[1] = color;
 }

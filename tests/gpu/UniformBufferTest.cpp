@@ -3,8 +3,6 @@
 #include "gpu/QuadDrawing.h"
 #include "support/ReadBuffer.h"
 
-#include <cstring>
-
 using namespace Varkle;
 using namespace Varkle::Testing;
 

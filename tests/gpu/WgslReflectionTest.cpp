@@ -109,7 +109,10 @@ alias Matrices = array<mat4x4<f32>>;
 @group(0) @binding(3) var<storage> inPositions: array<Vec3>;
 @group(0) @binding(4) var<storage, read_write> outPositions: array<Vec3>;
 @group(0) @binding(7) var<storage, read> inTangents: array<vec4<f32>>;
-fn loadVec3(p: ptr<storage, array<Vec3>, read>, i: u32) -> vec3<f32> { return vec3<f32>((*p)[i].x, (*p)[i].y, (*p)[i].z); }
+fn loadVec3(p: ptr<storage, array<Vec3>, read>, i: u32) -> vec3<f32>
+{
+    return vec3<f32>((*p)[i].x, (*p)[i].y, (*p)[i].z);
+}
 @compute @workgroup_size(groupSize, 1, 1)
 fn main(@builtin(global_invocation_id) id: vec3<u32>)
 {

@@ -4,7 +4,6 @@
 #include "Varkle/Core/Operator.h"
 
 #include <algorithm>
-#include <ranges>
 #include <utility>
 
 namespace Varkle
@@ -49,7 +48,8 @@ std::unique_ptr<Operator> FileImportRegistry::CreateOperator(const std::filesyst
     auto* const op = dynamic_cast<Operator*>(object.get());
     if (!op)
         return nullptr;
-    importer->import(*op, file);
+    if (importer->import)
+        importer->import(*op, file);
     (void)object.release();
     return std::unique_ptr<Operator>(op);
 }
@@ -60,8 +60,7 @@ std::vector<std::string> FileImportRegistry::GetExtensions() const
     for (const Importer& importer : importers)
         extensions.insert(extensions.end(), importer.extensions.begin(), importer.extensions.end());
     std::ranges::sort(extensions);
-    const auto repeated = std::ranges::unique(extensions);
-    extensions.erase(repeated.begin(), repeated.end());
+    extensions.erase(std::unique(extensions.begin(), extensions.end()), extensions.end());
     return extensions;
 }
 
@@ -70,12 +69,11 @@ const FileImportRegistry::Importer* FileImportRegistry::Find(const std::filesyst
     const std::string extension = ToLower(file.extension().string());
     if (extension.empty()) // nothing behind the last point is no extension, even if someone registers ""
         return nullptr;
-    for (const Importer& importer : importers | std::views::reverse)
-    {
-        if (std::ranges::find(importer.extensions, extension) != importer.extensions.end())
-            return &importer;
-    }
-    return nullptr;
+    const auto found =
+        std::find_if(importers.rbegin(), importers.rend(),
+                     [&](const Importer& importer)
+                     { return std::ranges::find(importer.extensions, extension) != importer.extensions.end(); });
+    return found != importers.rend() ? &*found : nullptr;
 }
 
 } // namespace Varkle

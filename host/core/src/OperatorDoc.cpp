@@ -167,13 +167,13 @@ private:
             return {};
         }
         std::vector<std::string> texts;
-        for (const YAML::Node& item : list)
+        for (std::size_t i = 0; i < list.size(); ++i)
         {
-            if (item.IsScalar())
-                texts.push_back(item.Scalar());
+            if (list[i].IsScalar())
+                texts.push_back(list[i].Scalar());
             else
-                Warn(GetLine(item), where + Quoted(key) + " must be a list of texts, and item " +
-                                        std::to_string(texts.size() + 1) + " is none.");
+                Warn(GetLine(list[i]),
+                     where + "item " + std::to_string(i + 1) + " of " + Quoted(key) + " must be text.");
         }
         return texts;
     }

@@ -5,6 +5,7 @@
 #include "Varkle/Core/TypeLibrary.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -46,8 +47,8 @@ Part Describe(const Parameter& parameter)
 std::vector<Part> Describe(const std::vector<Parameter*>& parameters)
 {
     std::vector<Part> parts;
-    for (const Parameter* const parameter : parameters)
-        parts.push_back(Describe(*parameter));
+    std::ranges::transform(parameters, std::back_inserter(parts),
+                           [](const Parameter* parameter) { return Describe(*parameter); });
     return parts;
 }
 

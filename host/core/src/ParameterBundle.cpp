@@ -16,8 +16,11 @@ ParameterBundle::ParameterBundle(ParameterBundleList& bundleList, std::string_vi
 
 ParameterBundle::~ParameterBundle()
 {
+    if (parameters.empty())
+        return;
     for (Parameter* const parameter : parameters)
         parameter->bundle = nullptr;
+    list.GetOperator()->ParametersComeOrGo();
 }
 
 const ObjectType* ParameterBundle::Type()

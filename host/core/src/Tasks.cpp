@@ -58,8 +58,8 @@ State& GetState()
     return state;
 }
 
-// Runs the work and destroys it, what it captured included. Returns what to log, empty when it went well.
-std::string Run(Work work, const char* what)
+// Returns what to log, empty when it went well.
+std::string Run(const Work& work, const char* what)
 {
     try
     {
@@ -76,9 +76,9 @@ std::string Run(Work work, const char* what)
     return {};
 }
 
-void RunBackgroundWork(Work work)
+void RunBackgroundWork(const Work& work)
 {
-    const std::string failure = Run(std::move(work), "A background task");
+    const std::string failure = Run(work, "A background task");
     if (!failure.empty())
         RunOnMainThread([failure] { LogError(failure); });
 }
@@ -98,7 +98,8 @@ void RunWorker(State& state, Crew& crew)
         Work work = std::move(crew.queue.front());
         crew.queue.pop_front();
         lock.unlock();
-        RunBackgroundWork(std::move(work));
+        RunBackgroundWork(work);
+        work = nullptr; // before the lock: destructors of what it captured may ask for work
         lock.lock();
         if (--state.unfinished == 0)
             state.changed.notify_all();
@@ -135,7 +136,7 @@ void RunInBackground(Kind kind, std::function<void()> work)
         work = std::move(crew.queue.back());
         crew.queue.pop_back();
         lock.unlock();
-        RunBackgroundWork(std::move(work)); // late is better than never
+        RunBackgroundWork(work); // late is better than never
         return;
     }
     ++state.unfinished;
@@ -159,7 +160,8 @@ void RunMainThreadTasks()
         Work work = std::move(state.mainQueue.front());
         state.mainQueue.pop_front();
         lock.unlock();
-        const std::string failure = Run(std::move(work), "A task on the main thread");
+        const std::string failure = Run(work, "A task on the main thread");
+        work = nullptr; // as above
         if (!failure.empty())
             LogError(failure);
         lock.lock();

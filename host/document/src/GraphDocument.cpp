@@ -1,13 +1,15 @@
 #include "Varkle/Document/GraphDocument.h"
 
+#include "DocumentPaths.h"
 #include "Json.h"
 #include "JsonLayout.h"
-#include "Varkle/Core/FileWriting.h"
 #include "Varkle/Core/Trace.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace Varkle
@@ -62,9 +64,10 @@ GraphDocument::~GraphDocument() = default;
 GraphDocument::GraphDocument(GraphDocument&&) noexcept = default;
 GraphDocument& GraphDocument::operator=(GraphDocument&&) noexcept = default;
 
-GraphDocument::GraphDocument(const GraphDocument& other) :
-    root(std::make_unique<JsonValue>(*other.root)), name(other.name), folder(other.folder)
-{}
+GraphDocument::GraphDocument(const GraphDocument& other)
+    : root(std::make_unique<JsonValue>(*other.root)), name(other.name), folder(other.folder)
+{
+}
 
 GraphDocument& GraphDocument::operator=(const GraphDocument& other)
 {
@@ -79,9 +82,7 @@ GraphDocument GraphDocument::Load(const std::string& path, std::vector<DocumentE
         errors.push_back({path, 0, 0, text.GetError().message});
         return {};
     }
-    std::error_code code;
-    const std::filesystem::path absolute = std::filesystem::absolute(path, code);
-    return Parse(*text, path, absolute.parent_path(), errors);
+    return Parse(*text, path, std::filesystem::path(path).parent_path(), errors);
 }
 
 GraphDocument GraphDocument::Parse(std::string_view text, const std::string& name, const std::filesystem::path& folder,
@@ -89,19 +90,26 @@ GraphDocument GraphDocument::Parse(std::string_view text, const std::string& nam
 {
     GraphDocument document;
     document.name = name;
-    std::error_code code;
-    document.folder = folder.empty() ? std::filesystem::current_path(code) : folder;
+    document.folder = MakeAbsoluteFolder(folder);
     JsonDocument json = ParseJson(text);
-    for (const JsonError& error : json.errors)
-        errors.push_back({name, error.at.line, error.at.column, error.message});
-    if (json.root)
+    if (json.errors.empty())
+    {
         *document.root = std::move(*json.root);
-    return document;
-}
+        return document;
+    }
 
-std::string GraphDocument::ToText() const
-{
-    return LayOutJson(*root);
+    std::vector<DocumentError> found;
+    for (const JsonError& error : json.errors)
+        found.push_back({name, error.at.line, error.at.column, error.message});
+    if (json.root)
+    {
+        GraphDocument faulty = document;
+        *faulty.root = std::move(*json.root);
+        std::ranges::move(faulty.Check(), std::back_inserter(found));
+        std::ranges::stable_sort(found, {}, [](const DocumentError& e) { return std::pair(e.line, e.column); });
+    }
+    std::ranges::move(found, std::back_inserter(errors));
+    return document;
 }
 
 double GraphDocument::GetFrameRate() const

@@ -40,6 +40,17 @@ std::vector<std::string> Names(const std::vector<OperatorInfo::Entry>& entries)
     return names;
 }
 
+std::vector<std::string> BundleListNames(const OperatorInfo& info)
+{
+    std::vector<std::string> names;
+    for (const OperatorInfo::Entry& entry : info.parameters)
+    {
+        if (!entry.bundles.empty())
+            names.push_back(entry.name);
+    }
+    return names;
+}
+
 class Checker
 {
 public:
@@ -73,10 +84,10 @@ private:
         errors.push_back({file, at.line, at.column, std::move(message)});
     }
 
-    void AddFor(const Node& node, SourcePosition at, const std::string& message)
-    {
-        Add(at, "operator " + Quoted(node.key) + ": " + message);
-    }
+    void AddFor(const Node& node, SourcePosition at, const std::string& message) { Add(at, Where(node) + message); }
+
+    // Says whose fault it is; the position has to do for an operator without a key.
+    static std::string Where(const Node& node) { return node.key.empty() ? "" : "operator " + Quoted(node.key) + ": "; }
 
     // Reports the members of an object that are not among the known ones; names that start with "x-" are anybody's.
     void CheckMembers(const JsonValue& object, const std::vector<std::string>& known, const std::string& where)
@@ -139,34 +150,48 @@ private:
         }
         Node node;
         node.json = &json;
-        const JsonValue* const key = json.Find("key");
-        if (!key)
-            Add(json.at, "the operator has no \"key\"");
-        else if (key->kind != JsonKind::String)
-            Add(key->at, "\"key\" must be a string");
-        else if (node.key = key->text; !IsKey(key->text))
-            Add(key->at, "the key " + Quoted(key->text) + " must consist of letters, digits, \"_\", \"-\" and \".\"");
-        else if (const auto [first, isNew] = byKey.emplace(key->text, nodes.size()); !isNew)
-            Add(key->at, "operator " + Quoted(key->text) + ": the key is used already in line " +
-                             std::to_string(nodes[first->second].json->Find("key")->at.line));
-        const std::string where = node.key.empty() ? "" : "operator " + Quoted(node.key) + ": ";
-        CheckMembers(json, {"key", "type", "parameters", "inputs", "bundles", "position"}, where);
-        ReadType(node, where);
-        CheckPosition(json.Find("position"), where);
+        ReadKey(node);
+        CheckMembers(json, {"key", "type", "parameters", "inputs", "bundles", "position"}, Where(node));
+        ReadType(node);
+        CheckPosition(node);
         nodes.push_back(std::move(node));
     }
 
-    void ReadType(Node& node, const std::string& where)
+    void ReadKey(Node& node)
+    {
+        const JsonValue* const key = node.json->Find("key");
+        if (!key)
+        {
+            Add(node.json->at, "the operator has no \"key\"");
+            return;
+        }
+        if (key->kind != JsonKind::String)
+        {
+            Add(key->at, "\"key\" must be a string");
+            return;
+        }
+        node.key = key->text;
+        if (!IsKey(node.key))
+            Add(key->at, "the key " + Quoted(node.key) + " must consist of letters, digits, \"_\", \"-\" and \".\"");
+        // One that is wrong counts too: whoever refers to it makes no further mistake.
+        const auto [first, isNew] = byKey.emplace(node.key, nodes.size());
+        if (!isNew)
+            AddFor(node, key->at,
+                   "the key is used already in line " +
+                       std::to_string(nodes[first->second].json->Find("key")->at.line));
+    }
+
+    void ReadType(Node& node)
     {
         const JsonValue* const type = node.json->Find("type");
         if (!type)
         {
-            Add(node.json->at, where + "the member \"type\" is missing");
+            AddFor(node, node.json->at, "the member \"type\" is missing");
             return;
         }
         if (type->kind != JsonKind::String)
         {
-            Add(type->at, where + "\"type\" must be a string");
+            AddFor(node, type->at, "\"type\" must be a string");
             return;
         }
         node.info = TypeLibrary::Get().Find(type->text);
@@ -175,17 +200,18 @@ private:
         std::vector<std::string> known;
         for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
             known.push_back(info.type->GetId());
-        Add(type->at, where + "there is no operator type " + Quoted(type->text) + Suggestion(type->text, known));
+        AddFor(node, type->at, "there is no operator type " + Quoted(type->text) + Suggestion(type->text, known));
     }
 
-    void CheckPosition(const JsonValue* position, const std::string& where)
+    void CheckPosition(const Node& node)
     {
+        const JsonValue* const position = node.json->Find("position");
         if (!position)
             return;
         const auto isNumber = [](const JsonValue& json) { return json.kind == JsonKind::Number; };
         if (position->kind != JsonKind::Array || position->elements.size() != 2 ||
             !std::ranges::all_of(position->elements, isNumber))
-            Add(position->at, where + "\"position\" must be an array of 2 numbers");
+            AddFor(node, position->at, "\"position\" must be an array of 2 numbers");
     }
 
     // Returns an operator's member that must be an object, or null.
@@ -243,11 +269,11 @@ private:
         if (!source.info || !entry)
             return;
         if (source.info->outputs.empty())
-            AddFor(node, json.at,
-                   "input " + Quoted(input) + ": the operator " + Quoted(source.key) + " has no output");
+            AddFor(node, json.at, "input " + Quoted(input) + ": the operator " + Quoted(source.key) + " has no output");
         else if (source.info->outputs[0].type != entry->type)
-            AddFor(node, json.at, "input " + Quoted(input) + " takes a " + entry->type + ", but " + Quoted(source.key) +
-                                      " gives a " + source.info->outputs[0].type);
+            AddFor(node, json.at,
+                   "input " + Quoted(input) + " takes a " + entry->type + ", but " + Quoted(source.key) + " gives a " +
+                       source.info->outputs[0].type);
     }
 
     // Looking through all keys is only worth it while the mistakes are few.
@@ -279,12 +305,14 @@ private:
             if (!entry)
             {
                 AddFor(node, member.at,
-                       where + "there is no parameter " + Quoted(member.name) + Suggestion(member.name, Names(entries)));
+                       where + "there is no parameter " + Quoted(member.name) +
+                           Suggestion(member.name, Names(entries)));
                 continue;
             }
             if (!entry->bundles.empty())
             {
-                AddFor(node, member.at, where + Quoted(member.name) + " is a list of bundles: it belongs into \"bundles\"");
+                AddFor(node, member.at,
+                       where + Quoted(member.name) + " is a list of bundles: it belongs into \"bundles\"");
                 continue;
             }
             if (entry->marks.output != 0)
@@ -305,7 +333,8 @@ private:
         }
         const std::optional<ParameterValue> value = ReadParameterValue(*type, json, report);
         if (value && *type == ParameterType::Reference && !value->text.empty() && !byKey.contains(value->text))
-            report(json.at, "refers to an operator " + Quoted(value->text) + " that there is not");
+            report(json.at,
+                   "refers to " + Quoted(value->text) + ", but there is no such operator" + SuggestKey(value->text));
     }
 
     void CheckBundles(const Node& node)
@@ -318,13 +347,15 @@ private:
             const OperatorInfo::Entry* const entry = FindEntry(node.info->parameters, member.name);
             if (!entry || entry->bundles.empty())
             {
-                AddFor(node, member.at, "there is no list of bundles " + Quoted(member.name));
+                AddFor(node, member.at,
+                       "there is no list of bundles " + Quoted(member.name) +
+                           Suggestion(member.name, BundleListNames(*node.info)));
                 continue;
             }
             if (member.value.kind != JsonKind::Array)
             {
-                AddFor(node, member.value.at, "the bundles " + Quoted(member.name) +
-                                                  " must be an array of parameter maps");
+                AddFor(node, member.value.at,
+                       "the bundles " + Quoted(member.name) + " must be an array of parameter maps");
                 continue;
             }
             CheckBundleMaps(node, *entry, member.value);
@@ -347,7 +378,12 @@ private:
     // Walks from each operator to what feeds it, without recursion: documents may be chains of thousands.
     void CheckCycles()
     {
-        enum class Mark : std::uint8_t { New, Open, Done };
+        enum class Mark : std::uint8_t
+        {
+            New,
+            Open,
+            Done
+        };
         std::vector<Mark> marks(nodes.size(), Mark::New);
         struct Step
         {
@@ -383,7 +419,7 @@ private:
         }
     }
 
-    template <class Path>
+    template<class Path>
     void ReportCycle(std::size_t from, std::size_t to, SourcePosition at, const Path& path)
     {
         if (from == to)

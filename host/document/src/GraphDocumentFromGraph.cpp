@@ -1,13 +1,13 @@
-#include "Json.h"
+#include "Varkle/Core/Graph.h"
+#include "DocumentPaths.h"
 #include "JsonLayout.h"
 #include "ParameterValue.h"
-#include "Varkle/Core/FileWriting.h"
-#include "Varkle/Core/Graph.h"
+#include "Specimens.h"
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Document/GraphDocument.h"
 
-// Makes documents of graphs, and moves documents between folders.
+// Makes documents of graphs.
 
 namespace Varkle
 {
@@ -15,43 +15,33 @@ namespace Varkle
 namespace
 {
 
-bool IsPath(const Parameter& parameter)
-{
-    if (parameter.GetParameterType() != ParameterType::String)
-        return false;
-    const auto editor = static_cast<const StringParameter&>(parameter).GetEditorType();
-    return editor == StringParameter::EditorType::FilePath || editor == StringParameter::EditorType::Folder;
-}
-
 JsonValue WriteValue(const Parameter& parameter, const std::filesystem::path& folder)
 {
-    if (!IsPath(parameter))
-        return WriteParameterValue(parameter);
-    const std::filesystem::path path = static_cast<const StringParameter&>(parameter).Value();
-    if (path.empty() || path.is_relative())
-        return JsonString(path.string());
-    // Another root has no relative form; the path then stays absolute.
-    const std::filesystem::path relative = path.lexically_relative(folder);
-    return JsonString((relative.empty() ? path : relative).generic_string());
+    if (IsPath(parameter))
+        return JsonString(ToRelativePath(static_cast<const StringParameter&>(parameter).Value(), folder));
+    return WriteParameterValue(parameter);
+}
+
+// What the operator itself writes is not saved, and a trigger has no state to be saved.
+bool IsSaved(const Parameter& parameter)
+{
+    return !parameter.HasFlag(ParameterFlag::Output) && parameter.GetParameterType() != ParameterType::Trigger;
 }
 
 // True when a parameter is as a new operator of the type has it, so that a document need not say it.
-bool IsInitial(const Parameter& parameter, const Operator* fresh)
+bool IsInitial(const Parameter& parameter, const Operator* specimen)
 {
-    const Parameter* const initial = fresh ? fresh->FindParameter(parameter.GetName()) : nullptr;
+    const Parameter* const initial = specimen ? specimen->FindParameter(parameter.GetName()) : nullptr;
     return initial && initial->GetParameterType() == parameter.GetParameterType() &&
            LayOutJson(WriteParameterValue(*initial)) == LayOutJson(WriteParameterValue(parameter));
 }
 
-JsonValue WriteParameters(const Operator& op, const std::filesystem::path& folder)
+JsonValue WriteParameters(const Operator& op, const Operator* specimen, const std::filesystem::path& folder)
 {
-    const std::unique_ptr<Object> made = op.GetType()->Create();
-    const auto* const fresh = dynamic_cast<const Operator*>(made.get());
     JsonValue json = JsonObject();
     for (const Parameter* const parameter : op.GetParameters())
     {
-        const bool isState = parameter->GetParameterType() != ParameterType::Trigger;
-        if (isState && !parameter->HasFlag(ParameterFlag::Output) && !IsInitial(*parameter, fresh))
+        if (IsSaved(*parameter) && !IsInitial(*parameter, specimen))
             AddMember(json, parameter->GetName(), WriteValue(*parameter, folder));
     }
     return json;
@@ -94,7 +84,10 @@ JsonValue WriteBundles(const Operator& op, const std::filesystem::path& folder)
         {
             JsonValue map = JsonObject();
             for (const Parameter* const parameter : bundle->GetParameters())
-                AddMember(map, parameter->GetName(), WriteValue(*parameter, folder));
+            {
+                if (IsSaved(*parameter))
+                    AddMember(map, parameter->GetName(), WriteValue(*parameter, folder));
+            }
             maps.elements.push_back(std::move(map));
         }
         if (!maps.elements.empty())
@@ -103,7 +96,7 @@ JsonValue WriteBundles(const Operator& op, const std::filesystem::path& folder)
     return json;
 }
 
-JsonValue WriteOperator(const Operator& op, const std::filesystem::path& folder)
+JsonValue WriteOperator(const Operator& op, const Operator* specimen, const std::filesystem::path& folder)
 {
     JsonValue json = JsonObject();
     AddMember(json, "key", JsonString(op.GetKey()));
@@ -113,7 +106,7 @@ JsonValue WriteOperator(const Operator& op, const std::filesystem::path& folder)
         if (!value.members.empty())
             AddMember(json, name, std::move(value));
     };
-    addUnlessEmpty("parameters", WriteParameters(op, folder));
+    addUnlessEmpty("parameters", WriteParameters(op, specimen, folder));
     addUnlessEmpty("inputs", WriteInputs(op));
     addUnlessEmpty("bundles", WriteBundles(op, folder));
     return json;
@@ -124,18 +117,15 @@ JsonValue WriteOperator(const Operator& op, const std::filesystem::path& folder)
 GraphDocument GraphDocument::FromGraph(const Graph& graph, double frameRate, const std::filesystem::path& folder)
 {
     GraphDocument document;
-    document.folder = folder;
+    document.name = "document";
+    document.folder = MakeAbsoluteFolder(folder);
+    Specimens specimens;
     JsonValue operators = JsonArray();
     for (const std::unique_ptr<Operator>& op : graph.GetOperators())
-        operators.elements.push_back(WriteOperator(*op, folder));
+        operators.elements.push_back(WriteOperator(*op, specimens.Find(*op->GetType()), document.folder));
     SetMember(*document.root, "frameRate", JsonNumber(frameRate));
     SetMember(*document.root, "operators", std::move(operators));
     return document;
-}
-
-Status GraphDocument::Save(const std::string& path) const
-{
-    return WriteFileAtomically(path, ToText());
 }
 
 } // namespace Varkle

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <functional>
 #include <unordered_set>
 
@@ -30,18 +31,29 @@ struct Setting
     std::string bundleList; // empty for the operator's own parameters
     std::size_t bundle = 0;
     std::string name;
-    SourcePosition at; // of the name
+    SourcePosition at; // of the name; line 0 for one that stands in no document
     JsonValue json;
-    std::optional<ParameterValue> value; // read when the parameter, and so its type, is known
     WeakObject parameter;
+    std::optional<ParameterValue> value; // read when the parameter, and so its type, is known
+    std::vector<double> numbers;         // that the parameter was last set to
 };
 
 struct OperatorSettings
 {
-    Operator* op = nullptr;
+    WeakObject object;
     std::vector<std::unique_ptr<Setting>> settings; // in document order
     unsigned long structureVersion = 0;             // of the operator when they were last applied
 };
+
+Operator* GetOperator(const OperatorSettings& settings)
+{
+    return static_cast<Operator*>(settings.object.Get());
+}
+
+Parameter* GetParameter(const Setting& setting)
+{
+    return static_cast<Parameter*>(setting.parameter.Get());
+}
 
 Parameter* FindParameter(const Operator& op, const Setting& setting)
 {
@@ -55,8 +67,20 @@ Parameter* FindParameter(const Operator& op, const Setting& setting)
 
 bool HasStructureParameters(const Operator& op)
 {
-    return std::ranges::any_of(op.GetParameters(), [](const Parameter* parameter)
-                               { return parameter->HasFlag(ParameterFlag::Structure); });
+    return std::ranges::any_of(op.GetParameters(),
+                               [](const Parameter* parameter) { return parameter->HasFlag(ParameterFlag::Structure); });
+}
+
+// Returns what the operator's document says of a parameter that comes and goes, or null.
+const OperatorInfo::Entry* FindDocumented(const Operator& op, std::string_view parameter)
+{
+    const OperatorInfo* const info =
+        HasStructureParameters(op) ? TypeLibrary::Get().Find(op.GetType()->GetId()) : nullptr;
+    if (!info)
+        return nullptr;
+    const auto found = std::ranges::find_if(info->parameters, [&](const OperatorInfo::Entry& entry)
+                                            { return entry.name == parameter && entry.bundles.empty(); });
+    return found != info->parameters.end() ? &*found : nullptr;
 }
 
 std::string InOperator(const Operator& op)
@@ -64,21 +88,38 @@ std::string InOperator(const Operator& op)
     return "operator " + Quoted(op.GetKey()) + ": ";
 }
 
-Parameter* Bound(const Setting& setting)
+std::string InParameter(const Operator& op, const Setting& setting)
 {
-    return static_cast<Parameter*>(setting.parameter.Get());
+    std::string where = InOperator(op);
+    if (!setting.bundleList.empty())
+        where += "bundle " + std::to_string(setting.bundle + 1) + " of " + Quoted(setting.bundleList) + ": ";
+    return where + "parameter " + Quoted(setting.name) + " ";
+}
+
+std::string NoSuchParameter(const Operator& op, std::string_view name)
+{
+    std::vector<std::string> known;
+    for (const Parameter* const parameter : op.GetParameters())
+        known.push_back(parameter->GetName());
+    return InOperator(op) + "there is no parameter " + Quoted(name) + Suggestion(name, known);
+}
+
+// NaN is the same as NaN, so that an expression which yields it changes nothing.
+bool AreSame(const std::vector<double>& a, const std::vector<double>& b)
+{
+    return std::ranges::equal(a, b, [](double x, double y) { return x == y || (std::isnan(x) && std::isnan(y)); });
 }
 
 // Reads what a user typed: JSON, or a bare word, which stands for a string. Where text is wanted anything is text.
-JsonValue ReadTypedValue(ParameterType type, std::string_view text)
+JsonValue ReadTypedValue(std::optional<ParameterType> type, std::string_view text)
 {
     JsonDocument json = ParseJson(text);
     if (!json.root || !json.errors.empty())
         return JsonString(text);
     const bool wantsText =
         type == ParameterType::String || type == ParameterType::Enum || type == ParameterType::Reference;
-    const bool isText = json.root->kind == JsonKind::String ||
-                        (json.root->kind == JsonKind::Null && type == ParameterType::Reference);
+    const bool isText =
+        json.root->kind == JsonKind::String || (json.root->kind == JsonKind::Null && type == ParameterType::Reference);
     return wantsText && !isText ? JsonString(text) : std::move(*json.root);
 }
 
@@ -94,14 +135,24 @@ struct GraphSession::State
     void ConnectFrom(Operator& op, const std::string& input, const JsonValue& json,
                      const std::function<Status(DataOutput&)>& connect);
     void CollectSettings(const JsonValue& json, OperatorSettings& ofOperator);
+    void CheckBundleCounts(const Operator& op, const JsonValue& json);
+    void CheckParameters(const OperatorSettings& ofOperator);
+
+    bool ApplyNew(OperatorSettings& ofOperator, bool structure);
     void ApplySettings(OperatorSettings& ofOperator);
     void Apply(const Operator& op, Setting& setting, Parameter& parameter);
-    void ReportUnused(const OperatorSettings& ofOperator);
-    void ApplyToNewParameters();
+    bool ApplyToNewParameters();
     void FindAnimated();
-    void Evaluate();
+    void EvaluateAnimated();
+    void GoToFrame(long long newFrame);
 
-    std::vector<Operator*> CollectTargets(const std::vector<std::string>& keys, std::string& unknown) const;
+    Status SetParameter(std::string_view target, std::string_view text);
+    Operator* FindTarget(std::string_view target, std::string_view& parameter) const;
+    Status NoSuchTarget(std::string_view target) const;
+    OperatorSettings& SettingsOf(Operator& op);
+    Status TakeErrors();
+
+    std::string UnknownOperator(std::string_view key) const;
 
     void Add(SourcePosition at, std::string message)
     {
@@ -117,9 +168,9 @@ struct GraphSession::State
     GraphDocument document;
     Graph graph;
     std::vector<OperatorSettings> settings; // by operator
-    std::vector<std::size_t> structured;    // operators whose parameters come and go
-    std::vector<std::pair<const Operator*, Setting*>> animated; // to be evaluated on every frame
-    std::vector<DocumentError> errors;                          // what came up while building
+    std::vector<std::size_t> structured;    // those whose parameters come and go
+    std::vector<Setting*> animated;         // to be evaluated on every frame
+    std::vector<DocumentError> errors;      // what came up since they were last taken
     long long frame = 0;
 };
 
@@ -133,24 +184,26 @@ void GraphSession::State::Build()
         if (const JsonValue* const inputs = list->elements[i].Find("inputs"))
         {
             for (const JsonMember& input : inputs->members)
-                ConnectInput(*settings[i].op, input);
+                ConnectInput(*GetOperator(settings[i]), input);
         }
     }
     for (std::size_t i = 0; i < settings.size(); ++i)
     {
+        const Operator& op = *GetOperator(settings[i]);
+        CheckBundleCounts(op, list->elements[i]);
         CollectSettings(list->elements[i], settings[i]);
         ApplySettings(settings[i]);
-        ReportUnused(settings[i]);
-        settings[i].structureVersion = settings[i].op->GetStructureVersion();
-        if (HasStructureParameters(*settings[i].op))
+        CheckParameters(settings[i]);
+        if (HasStructureParameters(op))
             structured.push_back(i);
     }
     FindAnimated();
+    std::ranges::stable_sort(errors, {}, [](const DocumentError& e) { return std::pair(e.line, e.column); });
 }
 
 bool GraphSession::State::AddOperators()
 {
-    static std::unordered_set<const ObjectType*> compared; // documents are compared with their operators once
+    static std::unordered_set<const ObjectType*> s_compared; // documents are compared with their operators once
     const JsonValue* const list = document.root->Find("operators");
     for (std::size_t i = 0; list && i < list->elements.size(); ++i)
     {
@@ -162,9 +215,9 @@ bool GraphSession::State::AddOperators()
             Add(json.at, "no operator of the type " + Quoted(info->type->GetId()) + " could be made");
             continue;
         }
-        if (compared.insert(info->type).second)
+        if (s_compared.insert(info->type).second)
             CheckOperatorDoc(*info, *op);
-        settings.push_back({op, {}, 0});
+        settings.push_back({WeakObject(op), {}, 0});
     }
     return errors.empty();
 }
@@ -201,7 +254,7 @@ void GraphSession::State::ConnectInput(Operator& op, const JsonMember& input)
 void GraphSession::State::ConnectFrom(Operator& op, const std::string& input, const JsonValue& json,
                                       const std::function<Status(DataOutput&)>& connect)
 {
-    if (json.kind == JsonKind::Null)
+    if (json.kind != JsonKind::String)
         return;
     const Operator& source = *graph.Find(json.text);
     const std::string where = InOperator(op) + "input " + Quoted(input) + ": ";
@@ -216,7 +269,7 @@ void GraphSession::State::CollectSettings(const JsonValue& json, OperatorSetting
     const auto add = [&](const JsonMember& member, const std::string& list, std::size_t bundle)
     {
         ofOperator.settings.push_back(
-            std::make_unique<Setting>(Setting{list, bundle, member.name, member.at, member.value, {}, {}}));
+            std::make_unique<Setting>(Setting{list, bundle, member.name, member.at, member.value, {}, {}, {}}));
     };
     if (const JsonValue* const parameters = json.Find("parameters"))
     {
@@ -236,18 +289,67 @@ void GraphSession::State::CollectSettings(const JsonValue& json, OperatorSetting
     }
 }
 
-// Sets the parameters that decide which others exist before the rest.
+// Reports the first of the parameter maps that are more than there are bundles.
+void GraphSession::State::CheckBundleCounts(const Operator& op, const JsonValue& json)
+{
+    const JsonValue* const bundles = json.Find("bundles");
+    if (!bundles)
+        return;
+    for (const JsonMember& member : bundles->members)
+    {
+        const ParameterBundleList* const list = op.FindBundleList(member.name);
+        if (!list)
+        {
+            Add(member.at, InOperator(op) + "there is no list of bundles " + Quoted(member.name));
+            continue;
+        }
+        const std::vector<JsonValue>& maps = member.value.elements;
+        const std::size_t count = list->GetBundles().size();
+        if (maps.size() > count)
+            Add(maps[count].at, InOperator(op) + "there are " + std::to_string(count) + " bundles in " +
+                                    Quoted(member.name) + ", but " + std::to_string(maps.size()) +
+                                    " parameter maps for them");
+    }
+}
+
+// Reports settings without a parameter, which only operators whose parameters come and go may have.
+void GraphSession::State::CheckParameters(const OperatorSettings& ofOperator)
+{
+    const Operator& op = *GetOperator(ofOperator);
+    for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
+    {
+        if (setting->bundleList.empty() && !GetParameter(*setting) && !HasStructureParameters(op))
+            Add(setting->at, NoSuchParameter(op, setting->name));
+    }
+}
+
+// Applies the settings whose parameter is new to them, either of those that decide which parameters exist or of the
+// others. Returns whether there were any.
+bool GraphSession::State::ApplyNew(OperatorSettings& ofOperator, bool structure)
+{
+    const Operator& op = *GetOperator(ofOperator);
+    bool any = false;
+    for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
+    {
+        Parameter* const parameter = FindParameter(op, *setting);
+        if (!parameter || parameter == GetParameter(*setting) ||
+            parameter->HasFlag(ParameterFlag::Structure) != structure)
+            continue;
+        Apply(op, *setting, *parameter);
+        any = true;
+    }
+    return any;
+}
+
 void GraphSession::State::ApplySettings(OperatorSettings& ofOperator)
 {
-    for (const bool structure : {true, false})
+    // One may bring forth another. The limit is for an operator that makes its parameters anew whenever one is set.
+    constexpr int mostRounds = 10;
+    for (int round = 0; round < mostRounds && ApplyNew(ofOperator, true); ++round)
     {
-        for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
-        {
-            Parameter* const parameter = FindParameter(*ofOperator.op, *setting);
-            if (parameter && parameter->HasFlag(ParameterFlag::Structure) == structure)
-                Apply(*ofOperator.op, *setting, *parameter);
-        }
     }
+    ApplyNew(ofOperator, false);
+    ofOperator.structureVersion = GetOperator(ofOperator)->GetStructureVersion();
 }
 
 void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter& parameter)
@@ -257,55 +359,41 @@ void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter&
     if (parameter.HasFlag(ParameterFlag::Output))
         return;
     const auto report = [&](SourcePosition at, const std::string& message)
-    { Add(at, InOperator(op) + "parameter " + Quoted(setting.name) + " " + message); };
+    { Add(setting.at.line > 0 ? at : setting.at, InParameter(op, setting) + message); };
     setting.value = ReadParameterValue(parameter.GetParameterType(), setting.json, report);
     if (!setting.value)
         return;
-    const std::string problem =
-        ApplyParameterValue(*setting.value, parameter, Clock(), document.GetFolder(), graph);
-    if (!problem.empty())
-        report(setting.json.at, problem);
-}
-
-// Reports settings that found no parameter, unless the operator's parameters come and go.
-void GraphSession::State::ReportUnused(const OperatorSettings& ofOperator)
-{
-    const Operator& op = *ofOperator.op;
-    for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
+    if (setting.value->IsText())
     {
-        if (setting->parameter.Get())
-            continue;
-        const ParameterBundleList* const list = op.FindBundleList(setting->bundleList);
-        if (list && setting->bundle >= list->GetBundles().size())
-            Add(setting->at, InOperator(op) + "there are only " + std::to_string(list->GetBundles().size()) +
-                                 " bundles in " + Quoted(setting->bundleList));
-        else if (!HasStructureParameters(op))
-            Add(setting->at, InOperator(op) + "there is no parameter " + Quoted(setting->name));
+        const std::string problem = ApplyText(*setting.value, parameter, document.GetFolder(), graph);
+        if (!problem.empty())
+            report(setting.json.at, problem);
+        return;
     }
+    setting.numbers = EvaluateNumbers(*setting.value, Clock());
+    const bool waitsForFrame = setting.value->type == ParameterType::Trigger && setting.value->IsAnimated();
+    if (!waitsForFrame)
+        ApplyNumbers(setting.numbers, parameter);
 }
 
-void GraphSession::State::ApplyToNewParameters()
+// Returns whether operators got new parameters since the last time.
+bool GraphSession::State::ApplyToNewParameters()
 {
     bool changed = false;
     for (const std::size_t index : structured)
     {
-        OperatorSettings& ofOperator = settings[index];
-        if (ofOperator.structureVersion == ofOperator.op->GetStructureVersion())
+        const Operator* const op = GetOperator(settings[index]);
+        if (!op || settings[index].structureVersion == op->GetStructureVersion())
             continue;
         changed = true;
-        for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
-        {
-            Parameter* const parameter = FindParameter(*ofOperator.op, *setting);
-            if (parameter && parameter != Bound(*setting))
-                Apply(*ofOperator.op, *setting, *parameter);
-        }
-        ofOperator.structureVersion = ofOperator.op->GetStructureVersion();
+        ApplySettings(settings[index]);
     }
+    if (changed)
+        FindAnimated();
     for (const DocumentError& error : errors)
         LogError(error.Text());
     errors.clear();
-    if (changed)
-        FindAnimated();
+    return changed;
 }
 
 void GraphSession::State::FindAnimated()
@@ -316,38 +404,123 @@ void GraphSession::State::FindAnimated()
         for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
         {
             if (setting->value && setting->value->IsAnimated())
-                animated.emplace_back(ofOperator.op, setting.get());
+                animated.push_back(setting.get());
         }
     }
 }
 
-void GraphSession::State::Evaluate()
+void GraphSession::State::EvaluateAnimated()
 {
-    for (const auto& [op, setting] : animated)
+    const ExpressionClock clock = Clock();
+    for (Setting* const setting : animated)
     {
-        if (Parameter* const parameter = Bound(*setting))
-            ApplyParameterValue(*setting->value, *parameter, Clock(), document.GetFolder(), graph);
+        Parameter* const parameter = GetParameter(*setting);
+        if (!parameter)
+            continue;
+        std::vector<double> numbers = EvaluateNumbers(*setting->value, clock);
+        // An operator may have set the parameter itself; that is no reason to set it back.
+        if (setting->value->type != ParameterType::Trigger && AreSame(numbers, setting->numbers))
+            continue;
+        setting->numbers = std::move(numbers);
+        ApplyNumbers(setting->numbers, *parameter);
     }
-    ApplyToNewParameters();
 }
 
-std::vector<Operator*> GraphSession::State::CollectTargets(const std::vector<std::string>& keys,
-                                                           std::string& unknown) const
+void GraphSession::State::GoToFrame(long long newFrame)
 {
-    std::vector<Operator*> targets;
-    for (const std::string& key : keys)
+    frame = newFrame;
+    EvaluateAnimated();
+    if (ApplyToNewParameters())
+        EvaluateAnimated(); // fires the triggers among the new ones
+    Pump();
+}
+
+Status GraphSession::State::SetParameter(std::string_view target, std::string_view text)
+{
+    std::string_view name;
+    Operator* const op = FindTarget(target, name);
+    if (!op)
+        return NoSuchTarget(target);
+    Parameter* const parameter = op->FindParameter(name);
+    const OperatorInfo::Entry* const entry = parameter ? nullptr : FindDocumented(*op, name);
+    if (!parameter && !entry)
+        return Error{NoSuchParameter(*op, name)};
+    if (parameter ? parameter->HasFlag(ParameterFlag::Output) : entry->marks.output != 0)
+        return Error{InOperator(*op) + "parameter " + Quoted(name) + " is written by the operator and can't be set"};
+
+    const auto type = parameter ? std::optional(parameter->GetParameterType()) : FindParameterType(entry->type);
+    auto setting =
+        std::make_unique<Setting>(Setting{"", 0, std::string(name), {0, 0}, ReadTypedValue(type, text), {}, {}, {}});
+    if (parameter)
     {
-        Operator* const op = graph.Find(key);
-        if (!op)
-            unknown = key;
-        targets.push_back(op);
+        Apply(*op, *setting, *parameter);
     }
+    else
+    {
+        const ValueErrors report = [&](SourcePosition, const std::string& message)
+        { Add(setting->at, InParameter(*op, *setting) + message); };
+        if (type)
+            ReadParameterValue(*type, setting->json, report);
+        else
+            CheckValueOfOpenType(setting->json, report);
+    }
+    if (!errors.empty())
+        return TakeErrors();
+
+    std::vector<std::unique_ptr<Setting>>& others = SettingsOf(*op).settings;
+    std::erase_if(others, [&](const std::unique_ptr<Setting>& other)
+                  { return other->bundleList.empty() && other->name == name; });
+    others.push_back(std::move(setting));
+    FindAnimated();
+    return Ok();
+}
+
+// Splits "key.Parameter". Keys may hold points too: the longest that fits is meant.
+Operator* GraphSession::State::FindTarget(std::string_view target, std::string_view& parameter) const
+{
+    for (std::size_t point = target.rfind('.'); point != std::string_view::npos; point = target.rfind('.', point - 1))
+    {
+        parameter = target.substr(point + 1);
+        if (Operator* const op = graph.Find(target.substr(0, point)); op || point == 0)
+            return op;
+    }
+    return nullptr;
+}
+
+Status GraphSession::State::NoSuchTarget(std::string_view target) const
+{
+    const std::size_t point = target.rfind('.');
+    if (point == std::string_view::npos)
+        return Error{Quoted(target) + " names no parameter: it must have the form \"key.Parameter\""};
+    return Error{UnknownOperator(target.substr(0, point))};
+}
+
+OperatorSettings& GraphSession::State::SettingsOf(Operator& op)
+{
+    const auto found = std::ranges::find(settings, &op, GetOperator);
+    if (found != settings.end())
+        return *found;
+    if (HasStructureParameters(op))
+        structured.push_back(settings.size());
+    settings.push_back({WeakObject(&op), {}, op.GetStructureVersion()});
+    return settings.back();
+}
+
+Status GraphSession::State::TakeErrors()
+{
+    std::string text;
+    for (const DocumentError& error : errors)
+        text += (text.empty() ? "" : "; ") + error.message;
+    errors.clear();
+    return Error{std::move(text)};
+}
+
+std::string GraphSession::State::UnknownOperator(std::string_view key) const
+{
+    std::vector<std::string> known;
     for (const std::unique_ptr<Operator>& op : graph.GetOperators())
-    {
-        if (op->GetOutputs().empty())
-            targets.push_back(op.get());
-    }
-    return targets;
+        known.push_back(op->GetKey());
+    return "there is no operator " + Quoted(key) + Suggestion(key, known);
 }
 
 Result<GraphSession> GraphSession::Load(const std::string& path)
@@ -387,62 +560,29 @@ GraphSession::~GraphSession() = default;
 
 Status GraphSession::SetParameter(std::string_view target, std::string_view value)
 {
-    // Keys may hold points too: the longest key that fits is meant.
-    OperatorSettings* ofOperator = nullptr;
-    std::string name;
-    for (OperatorSettings& candidate : state->settings)
-    {
-        const std::string prefix = candidate.op->GetKey() + ".";
-        if (target.starts_with(prefix) && (!ofOperator || prefix.size() > ofOperator->op->GetKey().size() + 1))
-        {
-            ofOperator = &candidate;
-            name = target.substr(prefix.size());
-        }
-    }
-    if (!ofOperator)
-        return Error{"there is no operator for " + Quoted(target) + ": a parameter is named as \"key.Parameter\""};
-    Operator& op = *ofOperator->op;
-    Parameter* const parameter = op.FindParameter(name);
-    if (!parameter)
-    {
-        std::vector<std::string> known;
-        for (const Parameter* const other : op.GetParameters())
-            known.push_back(other->GetName());
-        return Error{InOperator(op) + "there is no parameter " + Quoted(name) + Suggestion(name, known)};
-    }
-    if (parameter->HasFlag(ParameterFlag::Output))
-        return Error{InOperator(op) + "parameter " + Quoted(name) + " is written by the operator and can't be set"};
-
-    std::erase_if(ofOperator->settings, [&](const std::unique_ptr<Setting>& setting)
-                  { return setting->bundleList.empty() && setting->name == name; });
-    const JsonValue json = ReadTypedValue(parameter->GetParameterType(), value);
-    ofOperator->settings.push_back(std::make_unique<Setting>(Setting{"", 0, name, {}, json, {}, {}}));
-    state->Apply(op, *ofOperator->settings.back(), *parameter);
-    state->FindAnimated();
-    if (state->errors.empty())
-        return Ok();
-    std::string message = state->errors.front().message;
-    state->errors.clear();
-    return Error{std::move(message)};
+    return state->SetParameter(target, value);
 }
 
 void GraphSession::GoToFrame(long long frame)
 {
-    state->frame = frame;
-    state->Evaluate();
-    Pump();
+    state->GoToFrame(frame);
     state->graph.Run();
 }
 
 Status GraphSession::GoToFrame(long long frame, const std::vector<std::string>& keys)
 {
-    std::string unknown;
-    const std::vector<Operator*> targets = state->CollectTargets(keys, unknown);
-    if (!unknown.empty())
-        return Error{"there is no operator " + Quoted(unknown)};
-    state->frame = frame;
-    state->Evaluate();
-    Pump();
+    const auto unknown = std::ranges::find_if(keys, [&](const std::string& key) { return !state->graph.Find(key); });
+    if (unknown != keys.end())
+        return Error{state->UnknownOperator(*unknown)};
+    state->GoToFrame(frame);
+    std::vector<Operator*> targets;
+    for (const std::string& key : keys)
+        targets.push_back(state->graph.Find(key));
+    for (const std::unique_ptr<Operator>& op : state->graph.GetOperators())
+    {
+        if (op->GetOutputs().empty())
+            targets.push_back(op.get());
+    }
     state->graph.Run(targets);
     return Ok();
 }

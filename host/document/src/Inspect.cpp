@@ -22,7 +22,7 @@ JsonValue Strings(const std::vector<std::string>& texts)
     return json;
 }
 
-template <class Vector>
+template<class Vector>
 JsonValue Numbers(const Vector& vector)
 {
     JsonValue json = JsonArray();
@@ -134,11 +134,6 @@ void AddPbrMaterial(JsonValue& json, const GltfPbrMaterial& material)
 {
     constexpr const char* alphaModes[] = {"Opaque", "Mask", "Blend"};
     AddMember(json, "kind", JsonString("PBR"));
-    AddMember(json, "Base Color Texture", JsonBool(bool(material.GetBaseColorTexture())));
-    AddMember(json, "Metallic Roughness Texture", JsonBool(bool(material.GetMetallicRoughnessTexture())));
-    AddMember(json, "Normal Texture", JsonBool(bool(material.GetNormalTexture())));
-    AddMember(json, "Occlusion Texture", JsonBool(bool(material.GetOcclusionTexture())));
-    AddMember(json, "Emissive Texture", JsonBool(bool(material.GetEmissiveTexture())));
     AddMember(json, "Base Color", Numbers(material.GetBaseColorFactor()));
     AddMember(json, "Metallic", JsonNumber(material.GetMetallicFactor()));
     AddMember(json, "Roughness", JsonNumber(material.GetRoughnessFactor()));
@@ -148,6 +143,11 @@ void AddPbrMaterial(JsonValue& json, const GltfPbrMaterial& material)
     AddMember(json, "Alpha Mode", JsonString(alphaModes[int(material.GetAlphaMode())]));
     AddMember(json, "Alpha Cutoff", JsonNumber(material.GetAlphaCutoff()));
     AddMember(json, "Double Sided", JsonBool(material.IsDoubleSided()));
+    AddMember(json, "Base Color Texture", JsonBool(bool(material.GetBaseColorTexture())));
+    AddMember(json, "Metallic Roughness Texture", JsonBool(bool(material.GetMetallicRoughnessTexture())));
+    AddMember(json, "Normal Texture", JsonBool(bool(material.GetNormalTexture())));
+    AddMember(json, "Occlusion Texture", JsonBool(bool(material.GetOcclusionTexture())));
+    AddMember(json, "Emissive Texture", JsonBool(bool(material.GetEmissiveTexture())));
 }
 
 void AddMaterial(JsonValue& json, const Material& material)
@@ -159,12 +159,15 @@ void AddMaterial(JsonValue& json, const Material& material)
     else if (const auto* const unlit = dynamic_cast<const UnlitMaterial*>(&material))
     {
         AddMember(json, "kind", JsonString("Unlit"));
-        AddMember(json, "Base Color Texture", JsonBool(bool(unlit->GetBaseColorTexture())));
         AddMember(json, "Base Color", Numbers(unlit->GetBaseColor()));
+        AddMember(json, "Base Color Texture", JsonBool(bool(unlit->GetBaseColorTexture())));
     }
 }
 
-JsonValue DescribeNode(const ModelNode& node)
+// What lies deeper is left out: a model may be a chain of any length, programs that read JSON stop somewhere.
+constexpr int deepestNode = 400;
+
+JsonValue DescribeNode(const ModelNode& node, int depth = 1)
 {
     JsonValue transform = JsonArray();
     for (int i = 0; i < 16; ++i)
@@ -178,7 +181,10 @@ JsonValue DescribeNode(const ModelNode& node)
     }
     JsonValue children = JsonArray();
     for (const auto& child : node.GetChildren())
-        children.elements.push_back(DescribeNode(*child));
+    {
+        if (depth < deepestNode)
+            children.elements.push_back(DescribeNode(*child, depth + 1));
+    }
     JsonValue json = JsonObject();
     AddMember(json, "transform", std::move(transform));
     AddMember(json, "meshes", std::move(meshes));
@@ -247,8 +253,8 @@ std::string InspectGraph(const Graph& graph, long long frame, const std::vector<
     JsonValue lines = JsonArray();
     for (const LogLine& line : log)
     {
-        lines.elements.push_back(JsonObject(
-            {{"level", {}, JsonString(GetLogLevelName(line.level))}, {"text", {}, JsonString(line.text)}}));
+        lines.elements.push_back(
+            JsonObject({{"level", {}, JsonString(GetLogLevelName(line.level))}, {"text", {}, JsonString(line.text)}}));
     }
     JsonValue json = JsonObject();
     AddMember(json, "frame", JsonInteger(frame));

@@ -1,5 +1,6 @@
 #include "ParameterValue.h"
 
+#include "DocumentPaths.h"
 #include "JsonLayout.h"
 #include "Suggestion.h"
 #include "Varkle/Core/Graph.h"
@@ -8,8 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <filesystem>
-#include <glm/ext/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
 #include <limits>
 
@@ -20,10 +19,10 @@ namespace
 {
 
 constexpr std::array parameterTypes = {
-    ParameterType::Float,      ParameterType::Int,        ParameterType::Bool,        ParameterType::String,
-    ParameterType::Enum,       ParameterType::Color,      ParameterType::Vector2,     ParameterType::Vector3,
-    ParameterType::Vector4,    ParameterType::Vector2Int, ParameterType::Vector3Int,  ParameterType::Transform3D,
-    ParameterType::Trigger,    ParameterType::Reference,
+    ParameterType::Float,   ParameterType::Int,        ParameterType::Bool,       ParameterType::String,
+    ParameterType::Enum,    ParameterType::Color,      ParameterType::Vector2,    ParameterType::Vector3,
+    ParameterType::Vector4, ParameterType::Vector2Int, ParameterType::Vector3Int, ParameterType::Transform3D,
+    ParameterType::Trigger, ParameterType::Reference,
 };
 
 std::string_view KindName(JsonKind kind)
@@ -174,6 +173,18 @@ bool ReadText(const JsonValue& json, std::string_view wanted, const ValueErrors&
     return true;
 }
 
+// Leaves the text empty for null.
+bool ReadKey(const JsonValue& json, const ValueErrors& errors, std::string& text)
+{
+    constexpr std::string_view wanted = "the key of an operator or null";
+    if (json.kind == JsonKind::Null)
+        return true;
+    if (json.kind != JsonKind::String || !json.text.empty())
+        return ReadText(json, wanted, errors, text);
+    errors(json.at, "takes " + std::string(wanted) + ", not an empty string");
+    return false;
+}
+
 bool ReadOneNumber(const JsonValue& json, const ValueErrors& errors, std::vector<NumberSource>& numbers)
 {
     auto number = ReadNumber(json, "a number or an expression", errors);
@@ -196,13 +207,8 @@ bool ReadSwitch(const JsonValue& json, std::string_view wanted, const ValueError
     return false;
 }
 
-double Evaluate(const NumberSource& source, const ExpressionClock& clock)
-{
-    return source.expression ? source.expression->Evaluate(clock) : source.constant;
-}
-
 // Rounds to the nearest whole number, halves away from zero, within the type's range; not a number becomes 0.
-template <class Integer>
+template<class Integer>
 Integer Round(double value)
 {
     if (std::isnan(value))
@@ -215,82 +221,57 @@ Integer Round(double value)
     return Integer(std::round(value));
 }
 
-// T * Rz * Ry * Rx * S, angles in degrees. Composed in double precision, so that right angles give clean zeros.
+struct Turn
+{
+    double cosine;
+    double sine;
+};
+
+// Exact for quarter turns, whose angles no radians can say, so that matrices get clean zeros and ones.
+Turn MakeTurn(double degrees)
+{
+    const double angle = std::remainder(degrees, 360.0);
+    const double quarters = angle / 90;
+    if (quarters != std::round(quarters))
+        return {std::cos(glm::radians(angle)), std::sin(glm::radians(angle))};
+    constexpr Turn turns[] = {{-1, 0}, {0, -1}, {1, 0}, {0, 1}, {-1, 0}}; // by -2, -1, 0, 1 and 2 quarters
+    return turns[int(quarters) + 2];
+}
+
+// T * Rz * Ry * Rx * S, angles in degrees: translate, rotate and scale with three numbers each.
 glm::mat4 ComposeTransform(const std::vector<double>& n)
 {
-    glm::dmat4 matrix = glm::translate(glm::dmat4(1.0), {n[0], n[1], n[2]});
-    matrix = glm::rotate(matrix, glm::radians(n[5]), {0, 0, 1});
-    matrix = glm::rotate(matrix, glm::radians(n[4]), {0, 1, 0});
-    matrix = glm::rotate(matrix, glm::radians(n[3]), {1, 0, 0});
-    return glm::scale(matrix, {n[6], n[7], n[8]});
-}
-
-void ApplyNumbers(const std::vector<double>& n, Parameter& parameter)
-{
-    switch (parameter.GetParameterType())
-    {
-    case ParameterType::Float:
-        static_cast<FloatParameter&>(parameter).SetValue(n[0]);
-        break;
-    case ParameterType::Int:
-        static_cast<IntParameter&>(parameter).SetValue(Round<long long>(n[0]));
-        break;
-    case ParameterType::Bool:
-        static_cast<BoolParameter&>(parameter).SetValue(n[0] != 0);
-        break;
-    case ParameterType::Color:
-        static_cast<ColorParameter&>(parameter).SetValue({n[0], n[1], n[2], n[3]});
-        break;
-    case ParameterType::Vector2:
-        static_cast<Vector2Parameter&>(parameter).SetValue({n[0], n[1]});
-        break;
-    case ParameterType::Vector3:
-        static_cast<Vector3Parameter&>(parameter).SetValue({n[0], n[1], n[2]});
-        break;
-    case ParameterType::Vector4:
-        static_cast<Vector4Parameter&>(parameter).SetValue({n[0], n[1], n[2], n[3]});
-        break;
-    case ParameterType::Vector2Int:
-        static_cast<Vector2IntParameter&>(parameter).SetValue({Round<int>(n[0]), Round<int>(n[1])});
-        break;
-    case ParameterType::Vector3Int:
-        static_cast<Vector3IntParameter&>(parameter).SetValue({Round<int>(n[0]), Round<int>(n[1]), Round<int>(n[2])});
-        break;
-    case ParameterType::Transform3D:
-        static_cast<Transform3DParameter&>(parameter).SetValue(
-            n.size() == 16 ? glm::mat4(glm::make_mat4(n.data())) : ComposeTransform(n));
-        break;
-    case ParameterType::Trigger:
-        if (n[0] != 0)
-            static_cast<TriggerParameter&>(parameter).Trigger();
-        break;
-    default:
-        break;
-    }
-}
-
-std::string ApplyString(const std::string& text, StringParameter& parameter, const std::filesystem::path& folder)
-{
-    const auto editor = parameter.GetEditorType();
-    const bool isPath = editor == StringParameter::EditorType::FilePath || editor == StringParameter::EditorType::Folder;
-    if (isPath && !text.empty() && std::filesystem::path(text).is_relative())
-        parameter.SetValue((folder / text).lexically_normal().string());
-    else
-        parameter.SetValue(text);
-    return {};
+    const Turn x = MakeTurn(n[3]);
+    const Turn y = MakeTurn(n[4]);
+    const Turn z = MakeTurn(n[5]);
+    const glm::dmat3 aroundX({1, 0, 0}, {0, x.cosine, x.sine}, {0, -x.sine, x.cosine});
+    const glm::dmat3 aroundY({y.cosine, 0, -y.sine}, {0, 1, 0}, {y.sine, 0, y.cosine});
+    const glm::dmat3 aroundZ({z.cosine, z.sine, 0}, {-z.sine, z.cosine, 0}, {0, 0, 1});
+    const glm::dmat3 rotation = aroundZ * aroundY * aroundX;
+    return glm::dmat4(glm::dvec4(rotation[0] * n[6], 0), glm::dvec4(rotation[1] * n[7], 0),
+                      glm::dvec4(rotation[2] * n[8], 0), glm::dvec4(n[0], n[1], n[2], 1));
 }
 
 std::string ApplyReference(const std::string& key, PtrParameter& parameter, const Graph& graph)
 {
     Operator* const target = key.empty() ? nullptr : graph.Find(key);
     if (!key.empty() && target == nullptr)
-        return "refers to an operator " + Quoted(key) + " that there is not";
+        return "refers to " + Quoted(key) + ", but there is no such operator";
     if (!parameter.SetValue(target))
         return "can't refer to the operator " + Quoted(key) + ", which is a " + target->GetType()->GetId();
     return {};
 }
 
-template <class Vector>
+// JSON has neither infinity nor NaN; an expression can say them.
+template<class Number>
+JsonValue WriteNumber(Number value)
+{
+    if (std::isfinite(value))
+        return JsonNumber(value);
+    return JsonString(std::isnan(value) ? "0/0" : value > 0 ? "1/0" : "-1/0");
+}
+
+template<class Vector>
 JsonValue WriteVector(const Vector& vector)
 {
     JsonValue json = JsonArray();
@@ -299,14 +280,15 @@ JsonValue WriteVector(const Vector& vector)
         if constexpr (std::is_integral_v<typename Vector::value_type>)
             json.elements.push_back(JsonInteger(vector[i]));
         else
-            json.elements.push_back(JsonNumber(vector[i]));
+            json.elements.push_back(WriteNumber(vector[i]));
     }
     return json;
 }
 
+// A document can refer to operators; other objects have no name there.
 JsonValue WriteReference(const PtrParameter& parameter)
 {
-    const Object* const target = parameter.Value();
+    const auto* const target = dynamic_cast<const Operator*>(parameter.Value());
     return target ? JsonString(target->GetKey()) : JsonNull();
 }
 
@@ -314,7 +296,7 @@ JsonValue WriteMatrix(const glm::mat4& matrix)
 {
     JsonValue json = JsonArray();
     for (int i = 0; i < 16; ++i)
-        json.elements.push_back(JsonNumber(glm::value_ptr(matrix)[i]));
+        json.elements.push_back(WriteNumber(glm::value_ptr(matrix)[i]));
     return json;
 }
 
@@ -326,6 +308,11 @@ bool ParameterValue::IsAnimated() const
         return !numbers.empty() && numbers[0].expression != nullptr;
     return std::ranges::any_of(numbers,
                                [](const NumberSource& n) { return n.expression && !n.expression->IsConstant(); });
+}
+
+bool ParameterValue::IsText() const
+{
+    return type == ParameterType::String || type == ParameterType::Enum || type == ParameterType::Reference;
 }
 
 std::optional<ParameterValue> ReadParameterValue(ParameterType type, const JsonValue& json, const ValueErrors& errors)
@@ -352,7 +339,7 @@ std::optional<ParameterValue> ReadParameterValue(ParameterType type, const JsonV
         good = ReadText(json, "one of its names as a string", errors, value.text);
         break;
     case ParameterType::Reference:
-        good = json.kind == JsonKind::Null || ReadText(json, "the key of an operator or null", errors, value.text);
+        good = ReadKey(json, errors, value.text);
         break;
     case ParameterType::Color:
         good = ReadColor(json, errors, value.numbers);
@@ -387,26 +374,69 @@ void CheckValueOfOpenType(const JsonValue& json, const ValueErrors& errors)
         ReadNumber(json, wanted, errors);
 }
 
-std::string ApplyParameterValue(const ParameterValue& value, Parameter& parameter, const ExpressionClock& clock,
-                                const std::filesystem::path& folder, const Graph& graph)
+std::vector<double> EvaluateNumbers(const ParameterValue& value, const ExpressionClock& clock)
 {
-    switch (value.type)
-    {
-    case ParameterType::String:
-        return ApplyString(value.text, static_cast<StringParameter&>(parameter), folder);
-    case ParameterType::Enum:
-        static_cast<EnumParameter&>(parameter).SetValue(value.text);
-        return {};
-    case ParameterType::Reference:
-        return ApplyReference(value.text, static_cast<PtrParameter&>(parameter), graph);
-    default:
-        break;
-    }
     std::vector<double> numbers;
     numbers.reserve(value.numbers.size());
     for (const NumberSource& source : value.numbers)
-        numbers.push_back(Evaluate(source, clock));
-    ApplyNumbers(numbers, parameter);
+        numbers.push_back(source.expression ? source.expression->Evaluate(clock) : source.constant);
+    return numbers;
+}
+
+void ApplyNumbers(const std::vector<double>& n, Parameter& parameter)
+{
+    switch (parameter.GetParameterType())
+    {
+    case ParameterType::Float:
+        static_cast<FloatParameter&>(parameter).SetValue(n[0]);
+        break;
+    case ParameterType::Int:
+        static_cast<IntParameter&>(parameter).SetValue(Round<long long>(n[0]));
+        break;
+    case ParameterType::Bool:
+        static_cast<BoolParameter&>(parameter).SetValue(n[0] != 0);
+        break;
+    case ParameterType::Color:
+        static_cast<ColorParameter&>(parameter).SetValue({n[0], n[1], n[2], n[3]});
+        break;
+    case ParameterType::Vector2:
+        static_cast<Vector2Parameter&>(parameter).SetValue({n[0], n[1]});
+        break;
+    case ParameterType::Vector3:
+        static_cast<Vector3Parameter&>(parameter).SetValue({n[0], n[1], n[2]});
+        break;
+    case ParameterType::Vector4:
+        static_cast<Vector4Parameter&>(parameter).SetValue({n[0], n[1], n[2], n[3]});
+        break;
+    case ParameterType::Vector2Int:
+        static_cast<Vector2IntParameter&>(parameter).SetValue({Round<int>(n[0]), Round<int>(n[1])});
+        break;
+    case ParameterType::Vector3Int:
+        static_cast<Vector3IntParameter&>(parameter).SetValue({Round<int>(n[0]), Round<int>(n[1]), Round<int>(n[2])});
+        break;
+    case ParameterType::Transform3D:
+        static_cast<Transform3DParameter&>(parameter).SetValue(n.size() == 16 ? glm::mat4(glm::make_mat4(n.data()))
+                                                                              : ComposeTransform(n));
+        break;
+    case ParameterType::Trigger:
+        if (n[0] != 0)
+            static_cast<TriggerParameter&>(parameter).Trigger();
+        break;
+    default:
+        break;
+    }
+}
+
+std::string ApplyText(const ParameterValue& value, Parameter& parameter, const std::filesystem::path& folder,
+                      const Graph& graph)
+{
+    if (value.type == ParameterType::Reference)
+        return ApplyReference(value.text, static_cast<PtrParameter&>(parameter), graph);
+    if (value.type == ParameterType::Enum)
+        static_cast<EnumParameter&>(parameter).SetValue(value.text);
+    else
+        static_cast<StringParameter&>(parameter).SetValue(IsPath(parameter) ? ToAbsolutePath(value.text, folder)
+                                                                            : value.text);
     return {};
 }
 
@@ -415,7 +445,7 @@ JsonValue WriteParameterValue(const Parameter& parameter)
     switch (parameter.GetParameterType())
     {
     case ParameterType::Float:
-        return JsonNumber(static_cast<const FloatParameter&>(parameter).Value());
+        return WriteNumber(static_cast<const FloatParameter&>(parameter).Value());
     case ParameterType::Int:
         return JsonInteger(static_cast<const IntParameter&>(parameter).Value());
     case ParameterType::Bool:

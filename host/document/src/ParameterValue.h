@@ -28,14 +28,16 @@ struct NumberSource
 struct ParameterValue
 {
     ParameterType type = ParameterType::Float;
-    /// Components of numbers, vectors, colours (always 4) and transforms (16, or 9 for translate, rotate and scale); the
-    /// one number of a Bool or a Trigger.
+    /// Components of numbers, vectors, colours (always 4) and transforms (16, or 9 for translate, rotate and scale);
+    /// the one number of a Bool or a Trigger.
     std::vector<NumberSource> numbers;
     /// Of a String, an Enum or a Reference (the key; empty for null).
     std::string text;
 
     /// True when it has to be evaluated on every frame.
     bool IsAnimated() const;
+    /// True when the value is the text, not numbers.
+    bool IsText() const;
 };
 
 /// Hears what is wrong with a value: where, and a message that continues `parameter "Radius"`, e.g. "takes a number".
@@ -44,15 +46,22 @@ using ValueErrors = std::function<void(SourcePosition at, const std::string& mes
 /// Reads a document's value for a parameter of a type. Reports every fault and returns nothing when there is one.
 std::optional<ParameterValue> ReadParameterValue(ParameterType type, const JsonValue& json, const ValueErrors& errors);
 
-/// Reads the value of a parameter whose type follows another parameter: anything that some parameter takes.
+/// Checks the value of a parameter whose type follows another parameter: a number, an expression, or 2 to 4 of them.
 void CheckValueOfOpenType(const JsonValue& json, const ValueErrors& errors);
 
-/// Sets a parameter of the value's type at a time. File paths that are relative are taken relative to `folder`; a Reference
-/// is looked up in `graph`. Returns what is wrong as the continuation of `parameter "..."`, or an empty text.
-std::string ApplyParameterValue(const ParameterValue& value, Parameter& parameter, const ExpressionClock& clock,
-                                const std::filesystem::path& folder, const Graph& graph);
+/// Computes the numbers of a value at a time.
+std::vector<double> EvaluateNumbers(const ParameterValue& value, const ExpressionClock& clock);
 
-/// Returns a parameter's present value as a document writes it.
+/// Sets a parameter to the numbers of a value that was read for its type. A Trigger fires when its number is not 0.
+void ApplyNumbers(const std::vector<double>& numbers, Parameter& parameter);
+
+/// Sets a parameter to the text of a value that was read for its type. Paths that are relative are taken relative to
+/// `folder`; a Reference is looked up in `graph`. Returns what is wrong as the continuation of `parameter "..."`, or an
+/// empty text.
+std::string ApplyText(const ParameterValue& value, Parameter& parameter, const std::filesystem::path& folder,
+                      const Graph& graph);
+
+/// Returns a parameter's present value as a document writes it. A number that JSON does not have is an expression.
 JsonValue WriteParameterValue(const Parameter& parameter);
 
 /// Finds a parameter type by the word that operator documents use.

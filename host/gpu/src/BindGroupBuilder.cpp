@@ -56,6 +56,11 @@ BindGroupBuilder::BindGroupBuilder(const Shader& layoutShader, BindingLayout* la
         LogProblem(group, "The pipeline is empty.");
         return;
     }
+    if (shader.GetReflection().entryPoints.empty())
+    {
+        PrepareShader(*ShaderAccess::Data(shader)); // logs why; the pipeline will say what is missing
+        return;
+    }
     if (!PrepareLayout(shader.GetReflection(), *layout))
         return; // logged
     if (group < 0 || std::size_t(group) >= layout->groups.size())

@@ -225,7 +225,7 @@ wgpu::Buffer TakeStaging(std::uint64_t size)
     return TakeOrCreate(size, stagingUsage, true);
 }
 
-void GiveStaging(wgpu::Buffer buffer)
+void GiveStaging(const wgpu::Buffer& buffer)
 {
     // In the pool all staging buffers are mapped already.
     const unsigned long generation = Internal::DeviceGeneration();

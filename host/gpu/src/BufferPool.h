@@ -23,7 +23,7 @@ inline constexpr std::uint64_t MaxStagedBytes = 64ull << 20;
 /// Returns a buffer of that size which is mapped for writing and can be copied from; null when there is none to be had.
 wgpu::Buffer TakeStaging(std::uint64_t size);
 /// Hands a staging buffer back after the commands that copy from it were submitted.
-void GiveStaging(wgpu::Buffer buffer);
+void GiveStaging(const wgpu::Buffer& buffer);
 
 std::uint64_t IdleCount();
 std::uint64_t IdleBytes();

@@ -46,11 +46,13 @@ FrameBuffer AllocateFrameBuffer(glm::ivec2 size, const FrameBufferFormat& format
         return frameBuffer;
     frameBuffer.size = ClampSize(size);
     frameBuffer.format = format;
+    bool complete = true;
     const auto allocate = [&](wgpu::TextureFormat targetFormat, std::uint32_t sampleCount)
     {
         Texture target = TextureAccess::Allocate(frameBuffer.size, targetFormat, sampleCount);
         if (target)
             TextureAccess::Storage(target)->fresh = true;
+        complete = complete && target;
         return target;
     };
     for (const wgpu::TextureFormat colorFormat : format.colorFormats)
@@ -61,7 +63,7 @@ FrameBuffer AllocateFrameBuffer(glm::ivec2 size, const FrameBufferFormat& format
     }
     if (format.depthFormat != wgpu::TextureFormat::Undefined)
         frameBuffer.depthTarget = allocate(format.depthFormat, format.sampleCount);
-    return frameBuffer;
+    return complete ? frameBuffer : FrameBuffer();
 }
 
 } // namespace Varkle

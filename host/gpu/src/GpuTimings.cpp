@@ -14,7 +14,7 @@ namespace
 {
 
 constexpr std::uint32_t passesPerBatch = 512;
-constexpr std::uint64_t batchBytes = passesPerBatch * 2 * sizeof(std::uint64_t);
+constexpr std::uint64_t batchBytes = sizeof(std::uint64_t) * 2 * passesPerBatch;
 
 struct Batch
 {

@@ -176,8 +176,10 @@ Status Start(const std::string& adapter)
     State& state = Get();
     if (state.device)
         return Ok();
-    const char* const environment = std::getenv("VARKLE_ADAPTER");
-    const Result<Adapter> chosen = ChooseAdapter(adapter.empty() && environment ? environment : adapter);
+    const char* const variable = adapter.empty() ? std::getenv("VARKLE_ADAPTER") : nullptr;
+    const Result<Adapter> chosen = ChooseAdapter(variable ? variable : adapter);
+    if (!chosen && variable)
+        return Error{chosen.GetError().message + " The environment variable VARKLE_ADAPTER asks for it.", true};
     if (!chosen)
         return chosen.GetError();
     return CreateDevice(*chosen);

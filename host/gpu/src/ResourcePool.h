@@ -15,6 +15,8 @@ template<class Key, class Object>
 class ResourcePool
 {
 public:
+    using Clock = std::chrono::steady_clock;
+
     static constexpr std::chrono::seconds MaxIdleTime{5};
     static constexpr std::uint64_t MaxIdleBytes = 512ull << 20;
 
@@ -41,19 +43,19 @@ public:
             DropOldest();
     }
 
-    /// Drops what waited too long, or everything.
-    void Trim(bool all)
+    /// Drops what has been waiting since before that time.
+    void Trim(Clock::time_point time)
     {
-        const Clock::time_point oldest = Clock::now() - MaxIdleTime;
-        while (!entries.empty() && (all || entries.front().since < oldest))
+        while (!entries.empty() && entries.front().since < time)
             DropOldest();
     }
+    /// Drops what waited too long, or everything.
+    void Trim(bool all) { Trim(all ? Clock::time_point::max() : Clock::now() - MaxIdleTime); }
 
     std::uint64_t Count() const { return entries.size(); }
     std::uint64_t Bytes() const { return bytes; }
 
 private:
-    using Clock = std::chrono::steady_clock;
     struct Entry
     {
         Key key;

@@ -114,7 +114,7 @@ Status Append(std::string_view text, std::size_t file, ExpandedSource& result)
         if (!included)
             return Error{place + "There is no includable file \"" + std::string(*name) + "\"."};
         result.files.emplace_back(*name);
-        const Status status = Append(*included, result.files.size() - 1, result);
+        Status status = Append(*included, result.files.size() - 1, result);
         if (!status)
             return status;
     }

@@ -325,7 +325,7 @@ Result<UniformMember> EntryReader::ReadMember(spvc_type parent, unsigned index) 
 Status EntryReader::ReadBuffer(const spvc_reflected_resource& resource, ShaderBinding& binding) const
 {
     UniformMember layout;
-    const Status read = ReadMembers(spvc_compiler_get_type_handle(compiler, resource.base_type_id), layout);
+    Status read = ReadMembers(spvc_compiler_get_type_handle(compiler, resource.base_type_id), layout);
     if (!read)
         return read;
     binding.minSize = layout.size;
@@ -515,7 +515,7 @@ Status EntryReader::Read(ShaderReflection& reflection)
     const bool first = reflection.FindEntryPoint(entry.stage) == &entry;
     if (first && entry.stage == ShaderStage::Vertex)
     {
-        const Status inputs = ReadVertexInputs(reflection.vertexInputs);
+        Status inputs = ReadVertexInputs(reflection.vertexInputs);
         if (!inputs)
             return inputs;
     }
@@ -523,13 +523,13 @@ Status EntryReader::Read(ShaderReflection& reflection)
         reflection.fragmentOutputs = CountFragmentOutputs();
 
     std::vector<ShaderBinding> bindings;
-    const Status read = ReadBindings(entry.stage, bindings);
+    Status read = ReadBindings(entry.stage, bindings);
     if (!read)
         return read;
     ReadComparisons(bindings);
     for (ShaderBinding& binding : bindings)
     {
-        const Status merged = Merge(std::move(binding), reflection.bindings);
+        Status merged = Merge(std::move(binding), reflection.bindings);
         if (!merged)
             return merged;
     }
@@ -581,7 +581,7 @@ Status ReadModule(const std::vector<std::uint32_t>& words, std::size_t index, Sh
         if (!compiler)
             return libraryError();
         reflection.entryPoints.push_back({entries[i].name, stage, index});
-        const Status read = EntryReader(compiler).Read(reflection);
+        Status read = EntryReader(compiler).Read(reflection);
         if (!read)
             return read;
     }

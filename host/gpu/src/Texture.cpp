@@ -86,7 +86,7 @@ wgpu::Texture CreateTexture(const PoolKey& key)
         descriptor.usage |=
             wgpu::TextureUsage::TextureBinding | wgpu::TextureUsage::CopySrc | wgpu::TextureUsage::CopyDst;
     Internal::ErrorScope scope;
-    const wgpu::Texture texture = device.CreateTexture(&descriptor);
+    wgpu::Texture texture = device.CreateTexture(&descriptor);
     const std::string problem = scope.Finish();
     if (problem.empty())
     {
@@ -283,7 +283,7 @@ Texture Texture::FromImage(const Image& image, bool srgb)
                                    std::to_string(Graphics::GetLimits().maxTextureDimension2D) + " pixels a side."));
         return {};
     }
-    const Texture texture =
+    Texture texture =
         TextureAccess::Allocate(size, srgb ? wgpu::TextureFormat::RGBA8UnormSrgb : wgpu::TextureFormat::RGBA8Unorm, 1);
     if (texture)
         UploadPixels(texture.storage->texture, image);
@@ -419,7 +419,10 @@ wgpu::TextureView GetRenderView(const Texture& texture)
 bool TakeFresh(const Texture& texture)
 {
     TextureStorage* const storage = TextureAccess::Storage(texture);
-    return storage && std::exchange(storage->fresh, false);
+    if (!storage)
+        return false;
+    std::erase_if(storage->views, [](const TextureStorage::CachedView& cached) { return bool(cached.copy); });
+    return std::exchange(storage->fresh, false);
 }
 
 } // namespace Internal

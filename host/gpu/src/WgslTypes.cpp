@@ -391,7 +391,7 @@ Result<std::int64_t> Resolver::EvaluateArgument(const Attribute& attribute, std:
     const std::string name = "@" + std::string(attribute.name);
     if (attribute.argument == 0)
         return Error{name + " needs a number in parentheses."};
-    const Result<std::int64_t> value = Evaluate(attribute.argument);
+    Result<std::int64_t> value = Evaluate(attribute.argument);
     if (value && (*value < lowest || *value > highest))
         return Error{name + "(" + std::to_string(*value) + ") is not from " + std::to_string(lowest) + " to " +
                      std::to_string(highest) + "."};

@@ -42,31 +42,34 @@ public:
     GraphDocument& operator=(const GraphDocument& other);
     GraphDocument& operator=(GraphDocument&&) noexcept;
 
-    /// Reads a file. The errors name what is wrong with it as a JSON text; `errors` then holds at least one and the document
-    /// is empty. A file that can't be read is an error too. Whether the document makes sense is what Check tells.
+    /// Reads a file. The errors name what is wrong with it as a JSON text; `errors` then holds at least one and the
+    /// document is empty. A file that can't be read is an error too. Whether the document makes sense is what Check
+    /// tells; only where an object has a name twice, which is still readable, are its errors among these.
     static GraphDocument Load(const std::string& path, std::vector<DocumentError>& errors);
 
-    /// Reads a document from memory. `name` appears in errors; relative file paths in parameters are relative to `folder`.
+    /// Reads a document from memory. `name` appears in errors; relative file paths in parameters are relative to
+    /// `folder`, the current folder when that is empty.
     static GraphDocument Parse(std::string_view text, const std::string& name, const std::filesystem::path& folder,
                                std::vector<DocumentError>& errors);
 
     /// Makes a document of a graph as it is now: every operator with the parameters that differ from their defaults, its
-    /// connections and bundles. Paths below or beside `folder` become relative to it.
+    /// connections and bundles. Paths become relative to `folder` (the current one when empty).
     static GraphDocument FromGraph(const Graph& graph, double frameRate, const std::filesystem::path& folder);
 
     /// Returns everything that is wrong with the document, in the order of the text, by what the registered operators'
     /// documents declare (TypeLibrary). Empty when it can be run.
     std::vector<DocumentError> Check() const;
 
-    /// Returns the text of the document in the layout of saved documents: two spaces, one member and one parameter to a line,
-    /// vectors on one line. Parsing that text and writing it again gives the same bytes.
+    /// Returns the text of the document in the layout of saved documents: two spaces, one member and one parameter to a
+    /// line, vectors on one line. Parameters that operators write themselves are left out. Parsing that text and
+    /// writing it again gives the same bytes.
     std::string ToText() const;
 
-    /// Writes ToText to a file, through a temporary name. Relative paths in parameters are written as they are: they mean the
-    /// same files as long as the file lies in the document's folder.
+    /// Writes ToText to a file, through a temporary name. In another folder than the document's, relative paths in
+    /// parameters are rewritten so that they mean the same files from there.
     Status Save(const std::string& path) const;
 
-    /// Returns the name that errors use, and the folder that relative paths are relative to.
+    /// Returns the name that errors use, and the folder, an absolute path, that relative paths are relative to.
     const std::string& GetName() const { return name; }
     const std::filesystem::path& GetFolder() const { return folder; }
 

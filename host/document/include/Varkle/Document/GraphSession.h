@@ -40,9 +40,11 @@ public:
     GraphSession& operator=(GraphSession&&) noexcept;
     ~GraphSession();
 
-    /// Sets a parameter from now on, replacing its value or expression: `target` is "key.Parameter", e.g. "soft.Radius", and
-    /// `value` is what stands in a document: `12`, `[640, 360]`, `"8 + sin(time)"` (with its quotes), `"Average"`. Text that
-    /// is no JSON is taken as a string, so that `Average` works too.
+    /// Sets a parameter from now on, replacing its value or expression: `target` is "key.Parameter", e.g. "soft.Radius",
+    /// and `value` is what stands in a document: `12`, `[640, 360]`, `"8 + sin(time)"` (with its quotes), `"Average"`.
+    /// Text that is no JSON is taken as a string, so that `Average` works too; for a String parameter all that is no
+    /// JSON string is. A parameter that the operator would create after other settings keeps the value until it does.
+    /// After an error all is as before.
     Status SetParameter(std::string_view target, std::string_view value);
 
     /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator that is

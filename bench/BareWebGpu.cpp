@@ -24,7 +24,7 @@ wgpu::Buffer MakeBuffer(const void* data, std::size_t size, wgpu::BufferUsage us
     wgpu::BufferDescriptor descriptor;
     descriptor.size = size;
     descriptor.usage = usage | wgpu::BufferUsage::CopyDst;
-    const wgpu::Buffer buffer = Graphics::GetDevice().CreateBuffer(&descriptor);
+    wgpu::Buffer buffer = Graphics::GetDevice().CreateBuffer(&descriptor);
     Graphics::GetQueue().WriteBuffer(buffer, 0, data, size);
     return buffer;
 }

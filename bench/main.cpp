@@ -145,7 +145,8 @@ void CompareLoadImage(const Effort& effort, glm::ivec2 size)
     const TemporaryFolder folder;
     const std::string path = folder / "picture.png";
     const std::vector<std::uint8_t> png =
-        MakeImage(size, std::vector<Rgba8>(std::size_t(size.x * size.y), {1, 2, 3, 4})).Encode(ImageFormat::Png);
+        MakeImage(size, std::vector<Rgba8>(std::size_t(size.x) * std::size_t(size.y), {1, 2, 3, 4}))
+            .Encode(ImageFormat::Png);
     if (!WriteFileAtomically(path, {reinterpret_cast<const char*>(png.data()), png.size()}))
         std::abort();
     OperatorRunner<LoadImage> runner;
@@ -164,8 +165,8 @@ void CompareLoadImage(const Effort& effort, glm::ivec2 size)
         wgpu::TexelCopyBufferLayout layout;
         layout.bytesPerRow = std::uint32_t(4 * size.x);
         const wgpu::Extent3D extent{std::uint32_t(size.x), std::uint32_t(size.y), 1};
-        Graphics::GetQueue().WriteTexture(&destination, image.GetPixels(), std::size_t(4 * size.x * size.y), &layout,
-                                          &extent);
+        Graphics::GetQueue().WriteTexture(&destination, image.GetPixels(),
+                                          4 * std::size_t(size.x) * std::size_t(size.y), &layout, &extent);
     };
     Compare("Load Image " + std::to_string(size.x) + "x" + std::to_string(size.y) + ", file to texture", effort, ours,
             bare, TimePass);

@@ -32,7 +32,7 @@ Shader ShaderCache::GetShader(const std::string& name)
     return s_cache.emplace(name, Shader::FromWgsl(source)).first->second;
 }
 
-Shader ShaderCache::GetShaderSpirv(std::vector<std::string> paths)
+Shader ShaderCache::GetShaderSpirv(const std::vector<std::string>& paths)
 {
     std::string key;
     for (const std::string& path : paths)

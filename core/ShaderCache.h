@@ -19,7 +19,7 @@ public:
     static Shader GetShader(const std::string& name);
 
     /// Returns the shader linked from SPIR-V resources, each a full resource path, one for each stage.
-    static Shader GetShaderSpirv(std::vector<std::string> paths);
+    static Shader GetShaderSpirv(const std::vector<std::string>& paths);
 
     /// Forgets all shaders; operators keep the handles that they have.
     static void Clear();

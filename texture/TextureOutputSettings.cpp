@@ -32,6 +32,7 @@ const TextureTypeInfo& FindTextureType(Value TextureTypeInfo::*field, const Valu
 std::vector<std::string> Column(std::string TextureTypeInfo::*field)
 {
     std::vector<std::string> texts;
+    texts.reserve(textureTypes.size());
     for (const TextureTypeInfo& info : textureTypes)
         texts.push_back(info.*field);
     return texts;

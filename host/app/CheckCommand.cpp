@@ -33,7 +33,7 @@ void AddCheckCommand(CLI::App& app, Run& run)
     CLI::App* const command =
         app.add_subcommand("check", "Read graph documents and report every error, without a GPU")->fallthrough();
     command->add_option("graphs", *paths, "The graph documents to check")->required()->type_name("GRAPH...");
-    command->callback([&run, paths] { run = [paths] { return RunCheck(*paths); }; });
+    command->callback([&run, paths] { run = [paths](const Console&) { return RunCheck(*paths); }; });
 }
 
 } // namespace Varkle

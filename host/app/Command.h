@@ -15,6 +15,8 @@ class App;
 namespace Varkle
 {
 
+class Console;
+
 /// The exit statuses of the program.
 enum ExitStatus
 {
@@ -39,9 +41,10 @@ struct CommonOptions
     bool stats = false;
 };
 
-// Each command adds itself to the command line and stores in `run` what is to be done when it was chosen.
+// Each command adds itself to the command line and stores in `run` what is to be done when it was chosen: a function that
+// returns the exit status. It runs after the plug-ins were loaded; the console has heard all that was logged since.
 
-using Run = std::function<int()>;
+using Run = std::function<int(const Console& console)>;
 
 void AddRenderCommand(CLI::App& app, const CommonOptions& common, Run& run);
 void AddInspectCommand(CLI::App& app, const CommonOptions& common, Run& run);

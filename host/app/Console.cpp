@@ -3,9 +3,14 @@
 #include "Command.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace Varkle
 {
@@ -30,10 +35,49 @@ int LeastLevel(std::string_view name)
     return int(LogLevel::Error) + 1;
 }
 
-void PrintLine(std::string_view prefix, std::string_view text)
+// Writes all bytes. Returns 0, or the errno value that stopped it.
+int WriteAll(int file, std::string_view bytes)
 {
-    const std::string line = std::string(prefix) + ": " + std::string(text) + "\n";
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    while (!bytes.empty())
+    {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written >= 0)
+            bytes.remove_prefix(std::size_t(written));
+        else if (errno != EINTR)
+            return errno;
+    }
+    return 0;
+}
+
+// The line that stands on the terminal below the log, without a line end. Log lines may come from any thread.
+std::mutex terminalMutex;
+std::string statusLine;
+
+constexpr std::string_view eraseLine = "\r\x1b[K";
+
+// Prints whole lines above the status line.
+void PrintAboveStatusLine(std::string_view lines)
+{
+    const std::lock_guard lock(terminalMutex);
+    if (statusLine.empty())
+    {
+        WriteAll(STDERR_FILENO, lines);
+        return;
+    }
+    WriteAll(STDERR_FILENO, std::string(eraseLine) + std::string(lines) + statusLine);
+}
+
+// A text of several lines gets the prefix on each.
+void PrintLines(std::string_view prefix, std::string_view text)
+{
+    std::string lines;
+    do
+    {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines += std::string(prefix) + ": " + std::string(text.substr(0, end)) + "\n";
+        text.remove_prefix(std::min(end + 1, text.size()));
+    } while (!text.empty());
+    PrintAboveStatusLine(lines);
 }
 
 } // namespace
@@ -47,7 +91,7 @@ void Console::Hear(LogLevel level, std::string_view text)
     const std::lock_guard lock(mutex);
     lines.push_back({level, std::string(text)});
     if (int(level) >= least)
-        PrintLine(GetLogLevelName(level), text);
+        PrintLines(GetLogLevelName(level), text);
 }
 
 std::vector<LogLine> Console::GetLines() const
@@ -62,15 +106,20 @@ bool Console::HasErrors() const
     return std::ranges::any_of(lines, [](const LogLine& line) { return line.level == LogLevel::Error; });
 }
 
+void OccupyStandardStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    {
+        // The wrong direction: using the stream stays an error, as it was when it was closed. The lowest free number
+        // is the stream's own, since those below are taken.
+        if (fcntl(stream, F_GETFD) == -1)
+            (void)open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
 int PrintError(const Error& error)
 {
-    std::string_view rest = error.message;
-    while (!rest.empty())
-    {
-        const std::size_t end = std::min(rest.find('\n'), rest.size());
-        PrintLine("error", rest.substr(0, end));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
+    PrintLines("error", error.message);
     return StatusOf(error);
 }
 
@@ -79,18 +128,46 @@ int PrintError(std::string_view message)
     return PrintError(Error{std::string(message)});
 }
 
-bool PrintOutput(std::string_view text)
+void PrintNote(std::string_view text)
 {
-    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    PrintAboveStatusLine(text);
+}
+
+void ShowStatusLine(std::string_view text)
+{
+    const std::lock_guard lock(terminalMutex);
+    if (!statusLine.empty() || !text.empty())
+        WriteAll(STDERR_FILENO, std::string(eraseLine) + std::string(text));
+    statusLine = text;
+}
+
+Status WriteOutput(std::string_view bytes)
+{
+    const int reason = WriteAll(STDOUT_FILENO, bytes);
+    if (reason == 0)
+        return Ok();
+    return Error{std::string("could not write to standard output: ") + std::strerror(reason) + ".", true};
+}
+
+int PrintOutput(std::string_view text)
+{
+    const Status written = WriteOutput(text);
+    return written ? int(Done) : PrintError(written.GetError());
 }
 
 void WatchForInterrupts()
 {
-    struct sigaction action = {};
-    action.sa_handler = NoteSignal;
-    action.sa_flags = int(SA_RESETHAND); // the second one is not noted but obeyed
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    {
+        struct sigaction action = {};
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler == SIG_IGN)
+            continue;
+        action = {};
+        action.sa_handler = NoteSignal;
+        action.sa_flags = int(SA_RESETHAND); // the second one is not noted but obeyed
+        sigaction(signal, &action, nullptr);
+    }
 }
 
 bool WasInterrupted()
@@ -100,10 +177,45 @@ bool WasInterrupted()
 
 void EndByInterrupt()
 {
-    std::fflush(nullptr);
     std::signal(caughtSignal, SIG_DFL);
     std::raise(caughtSignal);
     std::_Exit(128 + caughtSignal);
+}
+
+HeldStandardError::HeldStandardError() : held(memfd_create("standard error", MFD_CLOEXEC))
+{
+    if (held == -1)
+        return;
+    original = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (original != -1)
+        dup2(held, STDERR_FILENO);
+}
+
+HeldStandardError::~HeldStandardError()
+{
+    LetGo();
+    if (held != -1)
+        close(held);
+}
+
+void HeldStandardError::PassOn()
+{
+    LetGo();
+    if (held == -1)
+        return;
+    lseek(held, 0, SEEK_SET);
+    std::array<char, 4096> buffer;
+    for (ssize_t count = 0; (count = read(held, buffer.data(), buffer.size())) > 0;)
+        WriteAll(STDERR_FILENO, {buffer.data(), std::size_t(count)});
+}
+
+void HeldStandardError::LetGo()
+{
+    if (original == -1)
+        return;
+    dup2(original, STDERR_FILENO);
+    close(original);
+    original = -1;
 }
 
 } // namespace Varkle

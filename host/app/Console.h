@@ -33,18 +33,51 @@ private:
     LogListener listener;
 };
 
+/// Makes sure that the numbers of standard input, output and error are taken: one that the caller closed would be given
+/// to the next file that anyone opens, and what is printed would end up there.
+void OccupyStandardStreams();
+
 /// Prints an error on standard error, every line of it with "error: " in front, and returns the exit status for it.
 int PrintError(const Error& error);
 int PrintError(std::string_view message);
 
-/// Writes to standard output; false when it is closed or full.
-bool PrintOutput(std::string_view text);
+/// Writes text to standard error as it is.
+void PrintNote(std::string_view text);
 
-/// Takes note of Ctrl-C and SIGTERM from now on, so that a run can end between two frames. A second one ends the program
-/// at once.
+/// Shows a line that stands below everything else printed on standard error, in place of the one before; an empty text
+/// takes it away. For terminals only.
+void ShowStatusLine(std::string_view text);
+
+/// Writes to standard output. The error (a machine's) says why that was not possible: it is closed or full.
+Status WriteOutput(std::string_view bytes);
+/// Does the same, prints the error, and returns the exit status.
+int PrintOutput(std::string_view text);
+
+/// Takes note of Ctrl-C, SIGTERM and SIGHUP from now on, so that a run can end between two frames. A second one ends
+/// the program at once. A signal that the caller had ignored (nohup) stays ignored.
 void WatchForInterrupts();
 bool WasInterrupted();
 /// Ends the process by the signal that was noted, so that the caller sees what happened.
 [[noreturn]] void EndByInterrupt();
+
+/// Holds back what is written to standard error while it lives.
+class HeldStandardError
+{
+public:
+    HeldStandardError();
+    /// Lets go and forgets what was held back.
+    ~HeldStandardError();
+    HeldStandardError(const HeldStandardError&) = delete;
+    HeldStandardError& operator=(const HeldStandardError&) = delete;
+
+    /// Lets go and passes on what was held back.
+    void PassOn();
+
+private:
+    void LetGo();
+
+    int original = -1; // standard error as it was, -1 when nothing is held
+    int held = -1;     // a file without a name
+};
 
 } // namespace Varkle

@@ -5,9 +5,7 @@
 #include "Varkle/Core/Tasks.h"
 #include "Varkle/Gpu/Graphics.h"
 
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <fmt/format.h>
 #include <thread>
 
@@ -17,17 +15,10 @@ namespace Varkle
 namespace
 {
 
-constexpr const char* standardOutput = "-";
-
 Status WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes)
 {
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    if (path != standardOutput)
-        return WriteFileAtomically(path, text);
-    errno = 0;
-    if (PrintOutput(text))
-        return Ok();
-    return Error{fmt::format("could not write to standard output: {}.", std::strerror(errno)), errno == ENOSPC};
+    return path == FrameWriter::StandardOutput ? WriteOutput(text) : WriteFileAtomically(path, text);
 }
 
 } // namespace
@@ -38,31 +29,31 @@ void FrameWriter::Write(const Texture& texture, ImageFormat format, std::string 
     const int most = int(std::max(1U, std::thread::hardware_concurrency())) + 2;
     WaitForFewerThan(most);
     ++underWay;
-    texture.ReadPixelsAsync([this, format, path = std::move(path)](Image image)
-                            { Encode(std::move(image), format, path); });
+    texture.ReadPixelsAsync([this, format, path = std::move(path)](const Image& image) { Encode(image, format, path); });
 }
 
-void FrameWriter::Encode(Image image, ImageFormat format, std::string path)
+void FrameWriter::Encode(const Image& image, ImageFormat format, const std::string& path)
 {
     if (!image.IsValid())
     {
         Done(Error{fmt::format("could not write {}: the pixels could not be read back from the GPU.", path), true});
         return;
     }
-    Tasks::RunInBackground(
-        Tasks::Kind::Compute,
-        [this, image = std::move(image), format, path = std::move(path)]
-        {
-            auto bytes = std::make_shared<std::vector<std::uint8_t>>(image.Encode(format));
-            Tasks::RunInBackground(Tasks::Kind::FileIo,
-                                   [this, bytes, path]
-                                   {
-                                       Status status = bytes->empty() ? Status(Error{fmt::format(
-                                                                            "could not encode {}.", path)})
-                                                                      : WriteBytes(path, *bytes);
-                                       Tasks::RunOnMainThread([this, status] { Done(status); });
-                                   });
-        });
+    Tasks::RunInBackground(Tasks::Kind::Compute,
+                           [this, image, format, path]
+                           {
+                               const auto bytes = std::make_shared<std::vector<std::uint8_t>>(image.Encode(format));
+                               Tasks::RunInBackground(Tasks::Kind::FileIo, [this, bytes, path] { Save(*bytes, path); });
+                           });
+}
+
+// In the background: only the main thread touches the members.
+void FrameWriter::Save(const std::vector<std::uint8_t>& bytes, const std::string& path)
+{
+    Status status = bytes.empty()
+                        ? Error{fmt::format("could not write {}: the memory did not suffice to encode it.", path), true}
+                        : WriteBytes(path, bytes);
+    Tasks::RunOnMainThread([this, status = std::move(status)] { Done(status); });
 }
 
 void FrameWriter::Done(const Status& status)

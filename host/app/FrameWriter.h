@@ -3,18 +3,24 @@
 #include "Varkle/Core/Result.h"
 #include "Varkle/Gpu/Texture.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Varkle
 {
 
 /// Writes textures to picture files while later frames are already being rendered: pixels are read back, encoded on all
 /// cores and written in the background. Memory stays bounded, since only so many pictures are under way at once.
+/// Finish must be called before it goes.
 class FrameWriter
 {
 public:
-    /// Starts writing a texture; waits first while too many are under way. The path "-" is standard output.
+    /// Stands for standard output in place of a path.
+    static constexpr const char* StandardOutput = "-";
+
+    /// Starts writing a texture; waits first while too many are under way.
     void Write(const Texture& texture, ImageFormat format, std::string path);
 
     /// Waits until everything has been written and returns the first failure.
@@ -25,7 +31,8 @@ public:
 
 private:
     void WaitForFewerThan(int count);
-    void Encode(Image image, ImageFormat format, std::string path);
+    void Encode(const Image& image, ImageFormat format, const std::string& path);
+    void Save(const std::vector<std::uint8_t>& bytes, const std::string& path);
     void Done(const Status& status);
 
     int underWay = 0;

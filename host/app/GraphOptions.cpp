@@ -1,10 +1,12 @@
 #include "GraphOptions.h"
 
+#include "Console.h"
 #include "Suggestion.h"
 #include "Varkle/Gpu/Graphics.h"
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cstdlib>
 #include <fmt/format.h>
 
 namespace Varkle
@@ -12,6 +14,8 @@ namespace Varkle
 
 namespace
 {
+
+constexpr long long lastFrame = 1'000'000'000'000; // far from where a double's time would lose frames
 
 bool ReadWhole(std::string_view text, long long& number)
 {
@@ -27,6 +31,21 @@ Status ApplySet(GraphSession& session, const std::string& text)
     const Status status = session.SetParameter(text.substr(0, equals), text.substr(equals + 1));
     if (!status)
         return Error{fmt::format("--set {}: {}", Quoted(text), status.GetError().message)};
+    return Ok();
+}
+
+Status CheckOperatorKeys(const GraphOptions& options, const Graph& graph)
+{
+    for (const std::string& key : options.operators)
+    {
+        if (graph.Find(key))
+            continue;
+        std::vector<std::string> known;
+        for (const std::unique_ptr<Operator>& op : graph.GetOperators())
+            known.push_back(op->GetKey());
+        return Error{fmt::format("--operator {}: there is no such operator in {}{}", Quoted(key), options.graph,
+                                 Suggestion(key, known))};
+    }
     return Ok();
 }
 
@@ -49,21 +68,36 @@ Result<FrameRange> ReadFrameRange(const std::string& text)
 {
     FrameRange range;
     const std::size_t dots = text.find("..");
+    const std::string_view view = text;
     if (dots == std::string::npos)
     {
         long long count = 0;
-        if (!ReadWhole(text, count) || count < 1)
+        if (!ReadWhole(view, count) || count < 1)
             return Error{fmt::format("--frames {}: it must be a number of frames from 1 on, or A..B", Quoted(text))};
         range.last = count - 1;
-        return range;
     }
-    const std::string_view view = text;
-    if (!ReadWhole(view.substr(0, dots), range.first) || !ReadWhole(view.substr(dots + 2), range.last) ||
-        range.first < 0)
+    else if (!ReadWhole(view.substr(0, dots), range.first) || !ReadWhole(view.substr(dots + 2), range.last) ||
+             range.first < 0)
         return Error{fmt::format("--frames {}: a range must be two whole numbers A..B from 0 on", Quoted(text))};
     if (range.last < range.first)
         return Error{fmt::format("--frames {}: the range ends before it begins", Quoted(text))};
+    if (range.last > lastFrame)
+        return Error{fmt::format("--frames {}: the last frame that there is has the number {}", Quoted(text),
+                                 lastFrame)};
     return range;
+}
+
+Status StartGraphics(const CommonOptions& common)
+{
+    // Drivers that fail print what only their developers understand, and our error says what to do. Those who debug
+    // the drivers have asked to hear them.
+    if (std::getenv("VK_LOADER_DEBUG"))
+        return Graphics::Start(common.adapter);
+    HeldStandardError held;
+    Status started = Graphics::Start(common.adapter);
+    if (started)
+        held.PassOn();
+    return started;
 }
 
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common)
@@ -74,7 +108,7 @@ Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions&
         errors = document.Check();
     if (!errors.empty())
         return Error{JoinErrors(errors)};
-    if (const Status started = Graphics::Start(common.adapter); !started)
+    if (const Status started = StartGraphics(common); !started)
         return started.GetError();
 
     Result<GraphSession> session = GraphSession::Build(std::move(document));
@@ -85,16 +119,8 @@ Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions&
         if (const Status status = ApplySet(*session, text); !status)
             return status.GetError();
     }
-    for (const std::string& key : options.operators)
-    {
-        if (session->GetGraph().Find(key))
-            continue;
-        std::vector<std::string> known;
-        for (const std::unique_ptr<Operator>& op : session->GetGraph().GetOperators())
-            known.push_back(op->GetKey());
-        return Error{fmt::format("--operator {}: there is no such operator in {}{}", Quoted(key), options.graph,
-                                 Suggestion(key, known))};
-    }
+    if (const Status known = CheckOperatorKeys(options, session->GetGraph()); !known)
+        return known.GetError();
     return session;
 }
 

@@ -32,6 +32,9 @@ void AddGraphOptions(CLI::App& command, GraphOptions& options);
 /// Reads "N" (the first N frames) or "A..B".
 Result<FrameRange> ReadFrameRange(const std::string& text);
 
+/// Starts the GPU as the options ask for.
+Status StartGraphics(const CommonOptions& common);
+
 /// Reads and checks the document, starts the GPU and builds the graph with the parameters of --set.
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common);
 

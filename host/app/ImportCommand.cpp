@@ -16,6 +16,8 @@ namespace Varkle
 namespace
 {
 
+namespace fs = std::filesystem;
+
 struct ImportOptions
 {
     std::vector<std::string> files;
@@ -23,26 +25,27 @@ struct ImportOptions
 };
 
 // Makes an operator's key of a file's name: what a key can't have becomes "_".
-std::string MakeKey(const std::filesystem::path& file)
+std::string MakeKey(const fs::path& file)
 {
     std::string key = file.stem().string();
     std::ranges::replace_if(
         key,
-        [](unsigned char c)
-        { return c >= 128 || (std::isalnum(c) == 0 && c != '_' && c != '-' && c != '.'); },
-        '_');
+        [](unsigned char c) { return c >= 128 || (std::isalnum(c) == 0 && c != '_' && c != '-' && c != '.'); }, '_');
     return key;
 }
 
 Status ImportFile(const std::string& file, Graph& graph)
 {
     std::error_code code;
-    if (!std::filesystem::is_regular_file(file, code))
-        return Error{fmt::format("{}: there is no such file", file)};
-    const std::filesystem::path absolute = std::filesystem::absolute(file).lexically_normal();
+    const fs::file_status status = fs::status(file, code);
+    if (fs::is_directory(status))
+        return Error{fmt::format("{}: this is a folder, not a picture or a model.", file)};
+    if (!fs::is_regular_file(status))
+        return Error{fmt::format("{}: there is no such file.", file)};
+    const fs::path absolute = fs::absolute(file, code).lexically_normal();
     std::unique_ptr<Operator> op = FileImportRegistry::Get().CreateOperator(absolute);
     if (!op)
-        return Error{fmt::format("{}: no importer takes files of this kind; there are importers for {}", file,
+        return Error{fmt::format("{}: no importer takes files of this kind; there are importers for {}.", file,
                                  fmt::join(FileImportRegistry::Get().GetExtensions(), " "))};
     graph.Add(std::move(op), MakeKey(absolute));
     return Ok();
@@ -60,14 +63,15 @@ int RunImport(const ImportOptions& options)
     if (status != Done)
         return status;
     const bool toFile = !options.output.empty() && options.output != "-";
-    const std::filesystem::path folder =
-        toFile ? std::filesystem::absolute(options.output).parent_path() : std::filesystem::current_path();
+    std::error_code code;
+    const fs::path folder = toFile ? fs::absolute(options.output, code).lexically_normal().parent_path()
+                                   : fs::current_path(code);
     constexpr double frameRate = 60;
     const GraphDocument document = GraphDocument::FromGraph(graph, frameRate, folder);
     if (!toFile)
-        return PrintOutput(document.ToText()) ? Done : PrintError(Error{"could not write to standard output", true});
+        return PrintOutput(document.ToText());
     const Status saved = document.Save(options.output);
-    return saved ? Done : PrintError(saved.GetError());
+    return saved ? int(Done) : PrintError(saved.GetError());
 }
 
 } // namespace
@@ -78,8 +82,9 @@ void AddImportCommand(CLI::App& app, Run& run)
     CLI::App* const command =
         app.add_subcommand("import", "Make a graph of picture and model files")->fallthrough();
     command->add_option("files", options->files, "The files to import")->required()->type_name("FILE...");
-    command->add_option("--output", options->output, "The graph document to write (default: standard output)");
-    command->callback([&run, options] { run = [options] { return RunImport(*options); }; });
+    command->add_option("--output", options->output, "The graph document to write (default: standard output)")
+        ->type_name("PATH");
+    command->callback([&run, options] { run = [options](const Console&) { return RunImport(*options); }; });
 }
 
 } // namespace Varkle

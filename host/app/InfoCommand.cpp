@@ -1,5 +1,6 @@
 #include "Command.h"
 #include "Console.h"
+#include "GraphOptions.h"
 #include "Varkle/Gpu/Graphics.h"
 
 #include <CLI/CLI.hpp>
@@ -36,9 +37,8 @@ std::string DescribeDevice()
 
 int RunInfo(const CommonOptions& common, const std::vector<Plugin>& plugins)
 {
-    const Console console(common.logLevel);
     std::string text = fmt::format("varkle          {}\n", VARKLE_VERSION);
-    const Status started = Graphics::Start(common.adapter);
+    const Status started = StartGraphics(common);
     if (started)
         text += DescribeDevice();
     const char* const display = std::getenv("DISPLAY");
@@ -50,9 +50,8 @@ int RunInfo(const CommonOptions& common, const std::vector<Plugin>& plugins)
                         GLM_VERSION_MAJOR, GLM_VERSION_MINOR, GLM_VERSION_PATCH, FMT_VERSION / 10000,
                         FMT_VERSION / 100 % 100, FMT_VERSION % 100, NLOHMANN_JSON_VERSION_MAJOR,
                         NLOHMANN_JSON_VERSION_MINOR, NLOHMANN_JSON_VERSION_PATCH, CLI11_VERSION);
-    if (!PrintOutput(text))
-        return PrintError(Error{"could not write to standard output", true});
-    return started ? Done : PrintError(started.GetError());
+    const int printed = PrintOutput(text);
+    return started ? printed : PrintError(started.GetError());
 }
 
 } // namespace
@@ -63,7 +62,7 @@ void AddInfoCommand(CLI::App& app, const CommonOptions& common, const std::vecto
         app.add_subcommand("info", "Print the GPU adapter, its limits and features, plug-ins and versions")
             ->fallthrough();
     command->callback([&run, &common, &plugins]
-                      { run = [&common, &plugins] { return RunInfo(common, plugins); }; });
+                      { run = [&common, &plugins](const Console&) { return RunInfo(common, plugins); }; });
 }
 
 } // namespace Varkle

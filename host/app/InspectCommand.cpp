@@ -5,7 +5,6 @@
 #include "Varkle/Gpu/Graphics.h"
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
 
 namespace Varkle
 {
@@ -13,9 +12,8 @@ namespace Varkle
 namespace
 {
 
-int RunInspect(const GraphOptions& options, const CommonOptions& common)
+int RunInspect(const GraphOptions& options, const CommonOptions& common, const Console& console)
 {
-    const Console console(common.logLevel);
     const Result<FrameRange> frames = ReadFrameRange(options.frames);
     if (!frames)
         return PrintError(frames.GetError());
@@ -25,7 +23,7 @@ int RunInspect(const GraphOptions& options, const CommonOptions& common)
 
     WatchForInterrupts();
     const bool timed = common.stats && Graphics::StartTimings();
-    for (long long frame = frames->first; frame <= frames->last && !WasInterrupted(); ++frame)
+    for (long long frame = frames->first; frame <= frames->last && !WasInterrupted() && !Graphics::IsLost(); ++frame)
     {
         if (options.operators.empty())
             session->GoToFrame(frame);
@@ -34,14 +32,12 @@ int RunInspect(const GraphOptions& options, const CommonOptions& common)
     }
     GraphSession::Finish();
     if (common.stats)
-        fmt::print(stderr, "{}", FormatStatistics(session->GetGraph(), timed));
+        PrintNote(FormatStatistics(session->GetGraph(), timed));
     if (WasInterrupted())
-        return PrintError(Error{"the run was interrupted", true});
+        return PrintError("The run was interrupted."); // the caller then ends by the signal
     if (Graphics::IsLost())
-        return PrintError(Error{"the GPU device was lost: " + Graphics::GetLostReason(), true});
-    if (!PrintOutput(session->Inspect(console.GetLines())))
-        return PrintError(Error{"could not write to standard output", true});
-    return Done;
+        return MachineFailed; // the log says so already
+    return PrintOutput(session->Inspect(console.GetLines()));
 }
 
 } // namespace
@@ -52,7 +48,9 @@ void AddInspectCommand(CLI::App& app, const CommonOptions& common, Run& run)
     CLI::App* const command =
         app.add_subcommand("inspect", "Run frames and print the state of every operator as JSON")->fallthrough();
     AddGraphOptions(*command, *options);
-    command->callback([&run, &common, options] { run = [&common, options] { return RunInspect(*options, common); }; });
+    command->callback(
+        [&run, &common, options]
+        { run = [&common, options](const Console& console) { return RunInspect(*options, common, console); }; });
 }
 
 } // namespace Varkle

@@ -44,18 +44,13 @@ std::string ListAsJson()
     return LayOutJson(list);
 }
 
-int Print(const std::string& text)
-{
-    return PrintOutput(text) ? Done : PrintError(Error{"could not write to standard output", true});
-}
-
 int RunDescribe(const std::string& name)
 {
     const OperatorInfo* info = TypeLibrary::Get().Find(name);
     if (!info)
         info = TypeLibrary::Get().FindByPath(name);
     if (info)
-        return Print(FormatOperator(*info));
+        return PrintOutput(FormatOperator(*info));
     std::vector<std::string> known;
     for (const OperatorInfo& other : TypeLibrary::Get().GetOperators())
     {
@@ -63,7 +58,7 @@ int RunDescribe(const std::string& name)
         known.push_back(other.category + "/" + other.name);
         known.push_back(other.name);
     }
-    return PrintError(fmt::format("there is no operator {}{}", Quoted(name), Suggestion(name, known)));
+    return PrintError(fmt::format("There is no operator {}{}.", Quoted(name), Suggestion(name, known)));
 }
 
 } // namespace
@@ -74,14 +69,16 @@ void AddOperatorsCommands(CLI::App& app, Run& run)
     CLI::App* const operators =
         app.add_subcommand("operators", "List the operator types with their summaries")->fallthrough();
     operators->add_flag("--json", *asJson, "Print a JSON array");
-    operators->callback([&run, asJson] { run = [asJson] { return Print(*asJson ? ListAsJson() : ListAsText()); }; });
+    operators->callback(
+        [&run, asJson]
+        { run = [asJson](const Console&) { return PrintOutput(*asJson ? ListAsJson() : ListAsText()); }; });
 
     auto name = std::make_shared<std::string>();
     CLI::App* const describe = app.add_subcommand("describe", "Print one operator's document")->fallthrough();
     describe->add_option("operator", *name, "A type id, or a name as in Texture/Blur")
         ->required()
         ->type_name("OPERATOR");
-    describe->callback([&run, name] { run = [name] { return RunDescribe(*name); }; });
+    describe->callback([&run, name] { run = [name](const Console&) { return RunDescribe(*name); }; });
 }
 
 } // namespace Varkle

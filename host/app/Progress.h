@@ -10,7 +10,7 @@ namespace Varkle
 class Progress
 {
 public:
-    explicit Progress(long long total);
+    explicit Progress(long long frames);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -23,7 +23,6 @@ private:
 
     long long total;
     bool onTerminal;
-    bool shown = false;
     Clock::time_point start = Clock::now();
     Clock::time_point last = start;
 };

@@ -1,14 +1,16 @@
 // The program varkle: runs graph documents from the command line.
 
 #include "Command.h"
+#include "CommandLine.h"
 #include "Console.h"
-#include "Varkle/Core/Log.h"
 #include "Varkle/Core/Tasks.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <exception>
+#include <new>
 #include <vector>
 
 namespace Varkle
@@ -19,14 +21,17 @@ namespace
 
 void AddCommonOptions(CLI::App& app, CommonOptions& common)
 {
-    app.set_version_flag("--version", "varkle " VARKLE_VERSION);
+    app.set_help_flag("--help,-h", "Print this help");
+    app.set_version_flag("--version", "varkle " VARKLE_VERSION, "Print the version");
     app.add_option("--plugin", common.plugins, "A plug-in to load instead of the one beside the program (repeatable)")
         ->type_name("PATH")
         ->allow_extra_args(false);
     app.add_option("--adapter", common.adapter, "Part of a GPU adapter's name, or cpu (as VARKLE_ADAPTER)");
     app.add_option("--log", common.logLevel, "The least level to print: info, warning, error or none")
+        ->type_name("LEVEL")
         ->check(CLI::IsMember({"info", "warning", "error", "none"}));
-    app.add_option("--trace", common.trace, "Write a trace of the run for Perfetto or chrome://tracing");
+    app.add_option("--trace", common.trace, "Write a trace of the run for Perfetto or chrome://tracing")
+        ->type_name("FILE");
     app.add_flag("--stats", common.stats, "Print a table of what each operator cost after the run");
 }
 
@@ -45,34 +50,30 @@ Status LoadPlugins(const CommonOptions& common, std::vector<Plugin>& plugins)
     return Ok();
 }
 
-int RunCommand(const CommonOptions& common, std::vector<Plugin>& plugins, const Run& run)
+int RunCommand(const CommonOptions& common, std::vector<Plugin>& plugins, const Run& run, const Console& console)
 {
     if (!common.trace.empty())
         Trace::Start();
-    {
-        const Console console(common.logLevel); // what plug-ins say while they load
-        if (const Status loaded = LoadPlugins(common, plugins); !loaded)
-            return PrintError(loaded.GetError());
-    }
-    const int status = run();
+    if (const Status loaded = LoadPlugins(common, plugins); !loaded)
+        return PrintError(loaded.GetError());
+    const int status = run(console);
     Tasks::Shutdown();
-    if (!common.trace.empty())
-    {
-        if (const Status written = Trace::Finish(common.trace); !written)
-            return PrintError(written.GetError());
-    }
-    return status;
+    if (common.trace.empty())
+        return status;
+    const Status written = Trace::Finish(common.trace);
+    return written ? status : PrintError(written.GetError());
 }
 
 int Main(int argc, char** argv)
 {
+    OccupyStandardStreams();
     std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of the write, not the end of the process
+    std::signal(SIGXFSZ, SIG_IGN); // and so is a file that may not grow any more
     CommonOptions common;
     std::vector<Plugin> plugins;
     Run run;
     CLI::App app("Runs graphs of GPU operators: textures, meshes, materials, models, windows.", "varkle");
     app.require_subcommand(1);
-    app.set_help_flag("--help,-h", "Print this help");
     AddCommonOptions(app, common);
     AddRenderCommand(app, common, run);
     AddInspectCommand(app, common, run);
@@ -80,16 +81,13 @@ int Main(int argc, char** argv)
     AddImportCommand(app, run);
     AddOperatorsCommands(app, run);
     AddInfoCommand(app, common, plugins, run);
-    try
-    {
-        app.parse(argc, argv);
-    }
-    catch (const CLI::ParseError& error)
-    {
-        return app.exit(error) == 0 ? Done : WrongInput;
-    }
+    for (CLI::App* const command : app.get_subcommands({}))
+        command->footer("Every command also takes the options that varkle --help lists.");
+    if (const std::optional<int> status = ReadCommandLine(app, argc, argv))
+        return *status;
 
-    const int status = RunCommand(common, plugins, run);
+    const Console console(common.logLevel);
+    const int status = RunCommand(common, plugins, run, console);
     plugins.clear();
     Graphics::Shutdown();
     if (WasInterrupted())
@@ -102,6 +100,15 @@ int Main(int argc, char** argv)
 } // namespace Varkle
 
 int main(int argc, char** argv)
+try
 {
     return Varkle::Main(argc, argv);
+}
+catch (const std::bad_alloc&)
+{
+    return Varkle::PrintError(Varkle::Error{"The memory is used up.", true});
+}
+catch (const std::exception& error)
+{
+    return Varkle::PrintError(Varkle::Error{std::string("Something unforeseen went wrong: ") + error.what(), true});
 }

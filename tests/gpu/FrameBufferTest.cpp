@@ -2,6 +2,7 @@
 
 #include "GpuInternals.h"
 #include "Varkle/Core/Graph.h"
+#include "Varkle/Gpu/PassRecorder.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
 #include "support/Pixels.h"
@@ -16,24 +17,6 @@ namespace
 {
 
 const FrameBufferFormat rgba{.colorFormats = {wgpu::TextureFormat::RGBA8Unorm}};
-
-// Draws nothing but a colour.
-void Fill(const Texture& texture, const wgpu::Color& color)
-{
-    Internal::TakeFresh(texture);
-    wgpu::RenderPassColorAttachment attachment;
-    attachment.view = Internal::GetRenderView(texture);
-    attachment.loadOp = wgpu::LoadOp::Clear;
-    attachment.storeOp = wgpu::StoreOp::Store;
-    attachment.clearValue = color;
-    wgpu::RenderPassDescriptor descriptor;
-    descriptor.colorAttachmentCount = 1;
-    descriptor.colorAttachments = &attachment;
-    const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
-    encoder.BeginRenderPass(&descriptor).End();
-    const wgpu::CommandBuffer commands = encoder.Finish();
-    Graphics::GetQueue().Submit(1, &commands);
-}
 
 // Asks for a frame buffer of its size whenever it is run.
 class Allocator final : public Operator
@@ -123,7 +106,7 @@ TEST_CASE("A frame buffer that nobody draws into is transparent black, whatever 
 {
     Graphics::TrimPools(true);
     FrameBuffer frameBuffer = AllocateFrameBuffer({5, 5}, rgba);
-    Fill(frameBuffer.GetColorTarget(0), {1, 0.2, 0.4, 0.6});
+    RenderPassRecorder().BindFrameBuffer(frameBuffer).ClearColorBuffer({1, 0.2, 0.4, 0.6}).Submit();
     CHECK(At(ReadBack(frameBuffer.GetColorTarget(0)), 4, 4) == Rgba8{255, 51, 102, 153});
     const std::uint64_t reused = Graphics::GetCounters().texturesReused;
     frameBuffer = {};

@@ -1,5 +1,7 @@
 #include "Varkle/Gpu/Texture.h"
 
+#include "Varkle/Gpu/FrameBuffer.h"
+#include "Varkle/Gpu/PassRecorder.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
 #include "support/Pixels.h"
@@ -295,6 +297,18 @@ TEST_CASE("Swizzles keep the precision of float and sRGB textures")
     // 13 is 0.0040 linear, which 8 linear bits would keep as 1.
     const Texture srgb = Texture::FromImage(Image({1, 1}, {13, 188, 0, 255}), true);
     CHECK(At(ReadView(srgb.GetTextureView({.swizzle = "GRBA"}), {1, 1}), 0, 0) == Rgba8{128, 1, 0, 255});
+}
+
+TEST_CASE("A swizzled view that is asked for after a pass shows what the pass drew")
+{
+    const FrameBuffer frameBuffer = AllocateFrameBuffer({1, 1}, {.colorFormats = {wgpu::TextureFormat::RGBA8Unorm}});
+    const Texture texture = frameBuffer.GetColorTarget(0);
+    const auto fill = [&](const glm::vec4& color)
+    { RenderPassRecorder().BindFrameBuffer(frameBuffer).ClearColorBuffer(color).Submit(); };
+    fill({1, 0, 0, 1});
+    CHECK(At(ReadView(texture.GetTextureView({.swizzle = "GRBA"}), {1, 1}), 0, 0) == Rgba8{0, 255, 0, 255});
+    fill({0, 0, 1, 1});
+    CHECK(At(ReadView(texture.GetTextureView({.swizzle = "GRBA"}), {1, 1}), 0, 0) == Rgba8{0, 0, 255, 255});
 }
 
 TEST_CASE("A view is made once for a texture and a swizzle")

@@ -205,7 +205,7 @@ std::string Graph::TakeKey(Operator& op, std::string_view wanted)
 
 Status Graph::Connect(DataOutput& output, DataInput& input)
 {
-    const Status possible = CheckConnection(output, input.owner, input.name, input.GetType(), input.GetDataTypeName());
+    Status possible = CheckConnection(output, input.owner, input.name, input.GetType(), input.GetDataTypeName());
     if (possible && input.connection != &output)
         Link(output, input);
     return possible;

@@ -23,14 +23,8 @@ GpuCounters& Counters();
 std::string Label(std::string_view what);
 
 /// Returns where a pass that is about to be recorded writes its begin and end times, for the operator that is
-/// executing; null while timings are off or the adapter has none. The structure stays valid until the pass was
-/// submitted.
+/// executing; null while timings are off or the adapter has none. The structure stays valid until the next call.
 const wgpu::PassTimestampWrites* BeginPassTiming();
-/// To be called with the encoder after the pass was ended and before the encoder is finished, when BeginPassTiming gave
-/// something for it.
-void EndPassTiming(const wgpu::CommandEncoder& encoder);
-/// To be called after the queue was given the pass.
-void PassSubmitted();
 /// Ends the timings and forgets them.
 void ReleaseTimings();
 

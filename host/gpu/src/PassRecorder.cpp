@@ -22,11 +22,9 @@ bool HasWorkingDevice()
 
 /// Finishes an encoder whose pass was ended and gives its commands to the queue. False, with an error in the log, when
 /// the device refuses what was recorded.
-bool SubmitEncoder(const wgpu::CommandEncoder& encoder, std::string_view name, bool timed)
+bool SubmitEncoder(const wgpu::CommandEncoder& encoder, std::string_view name)
 {
     const TraceSpan span("pass", name);
-    if (timed)
-        Internal::EndPassTiming(encoder);
     Internal::ErrorScope scope;
     const wgpu::CommandBuffer commands = encoder.Finish();
     const std::string error = scope.Finish();
@@ -34,7 +32,6 @@ bool SubmitEncoder(const wgpu::CommandEncoder& encoder, std::string_view name, b
         Graphics::GetQueue().Submit(1, &commands);
     else
         LogError(Internal::Label("A " + std::string(name) + " is refused: " + error));
-    Internal::PassSubmitted();
     return error.empty();
 }
 
@@ -118,7 +115,7 @@ void RenderPassRecorder::Submit()
     if (Begin())
     {
         pass.End();
-        if (SubmitEncoder(encoder, "render pass", timed))
+        if (SubmitEncoder(encoder, "render pass"))
             ++Internal::Counters().renderPasses;
     }
     *this = {};
@@ -171,7 +168,6 @@ bool RenderPassRecorder::Begin()
         descriptor.depthStencilAttachment = &depth;
     }
     descriptor.timestampWrites = Internal::BeginPassTiming();
-    timed = descriptor.timestampWrites != nullptr;
     encoder = Graphics::GetDevice().CreateCommandEncoder();
     pass = encoder.BeginRenderPass(&descriptor);
     return true;
@@ -234,7 +230,7 @@ void ComputePassRecorder::Submit()
     if (Begin())
     {
         pass.End();
-        if (SubmitEncoder(encoder, "compute pass", timed))
+        if (SubmitEncoder(encoder, "compute pass"))
             ++Internal::Counters().computePasses;
     }
     *this = {};
@@ -252,7 +248,6 @@ bool ComputePassRecorder::Begin()
     }
     wgpu::ComputePassDescriptor descriptor;
     descriptor.timestampWrites = Internal::BeginPassTiming();
-    timed = descriptor.timestampWrites != nullptr;
     encoder = Graphics::GetDevice().CreateCommandEncoder();
     pass = encoder.BeginComputePass(&descriptor);
     return true;

@@ -257,7 +257,7 @@ Texture TextureAccess::Allocate(glm::ivec2 size, wgpu::TextureFormat format, std
 
 void TextureAccess::ClearFresh(const Texture& texture)
 {
-    if (!Internal::TakeFresh(texture))
+    if (!std::exchange(texture.storage->fresh, false))
         return;
     const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
     wgpu::RenderPassColorAttachment attachment;

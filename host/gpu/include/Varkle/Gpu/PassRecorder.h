@@ -46,7 +46,6 @@ private:
     wgpu::CommandEncoder encoder;
     wgpu::RenderPassEncoder pass; // null until something is bound
     bool usable = true;           // false once something is missing: draws are left out
-    bool timed = false;
 };
 
 /// Records one compute pass and submits it.
@@ -69,7 +68,6 @@ private:
     wgpu::CommandEncoder encoder;
     wgpu::ComputePassEncoder pass; // null until something is bound
     bool usable = true;            // false once something is missing: dispatches are left out
-    bool timed = false;
 };
 
 } // namespace Varkle

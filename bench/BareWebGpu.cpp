@@ -72,10 +72,10 @@ wgpu::BindGroup MakeGroup(const wgpu::RenderPipeline& pipeline, std::uint32_t gr
 
 } // namespace
 
-BarePass::BarePass(glm::ivec2 size) : target(MakeTarget(size)) {}
+BarePass::BarePass(glm::ivec2 size) : targets{MakeTarget(size), MakeTarget(size)} {}
 
 BarePass::BarePass(const std::string& wgsl, glm::ivec2 size, const wgpu::Texture& input)
-    : target(MakeTarget(size)), pipeline(MakePipeline(wgsl))
+    : targets{MakeTarget(size), MakeTarget(size)}, pipeline(MakePipeline(wgsl))
 {
     constexpr std::array<float, 12> corners = {-1, 1, 1, 1, -1, -1, -1, -1, 1, 1, 1, -1};
     quad = MakeBuffer(corners.data(), sizeof(corners), wgpu::BufferUsage::Vertex);
@@ -100,7 +100,8 @@ BarePass::BarePass(const std::string& wgsl, glm::ivec2 size, const wgpu::Texture
 void BarePass::Run() const
 {
     wgpu::RenderPassColorAttachment color;
-    color.view = target;
+    color.view = targets[next];
+    next = 1 - next;
     color.loadOp = wgpu::LoadOp::Clear;
     color.storeOp = wgpu::StoreOp::Store;
     color.clearValue = {0, 0, 0, 1};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <glm/vec2.hpp>
 #include <string>
 #include <webgpu/webgpu_cpp.h>
@@ -21,7 +22,9 @@ public:
     void Run() const;
 
 private:
-    wgpu::TextureView target;
+    // Two targets by turns: an operator never draws into the texture that it published last either.
+    std::array<wgpu::TextureView, 2> targets;
+    mutable std::size_t next = 0;
     wgpu::Buffer quad;
     wgpu::RenderPipeline pipeline; // null: the pass only clears
     wgpu::BindGroup uniformGroup;

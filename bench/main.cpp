@@ -156,6 +156,7 @@ void CompareLoadImage(const Effort& effort, glm::ivec2 size)
     {
         runner.Get().MarkDirty();
         runner.Execute();
+        Graphics::ProcessEvents(); // as a host does once a frame: gives the upload's buffer back
     };
     const auto bare = [&]
     {

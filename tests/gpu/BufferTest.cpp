@@ -84,14 +84,14 @@ TEST_CASE("Megabytes arrive whole, several times in a row")
     const Bytes down(up.rbegin(), up.rend());
     first.Upload(up.data(), size, 0);
     second.Upload(down.data(), size, 0);
-    CHECK(ReadBuffer<std::uint8_t>(first) == up);
-    CHECK(ReadBuffer<std::uint8_t>(second) == down);
+    CHECK((ReadBuffer<std::uint8_t>(first) == up)); // in parentheses: not to be printed
+    CHECK((ReadBuffer<std::uint8_t>(second) == down));
 
     Graphics::ProcessEvents();
     const std::uint64_t created = Graphics::GetCounters().buffersCreated;
     first.Upload(down.data(), size, 0);
     CHECK(Graphics::GetCounters().buffersCreated == created); // the staging buffer was kept
-    CHECK(ReadBuffer<std::uint8_t>(first) == down);
+    CHECK((ReadBuffer<std::uint8_t>(first) == down));
 }
 
 TEST_CASE("An upload outside the buffer is an error with the numbers and writes nothing")

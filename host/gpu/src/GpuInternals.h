@@ -58,8 +58,8 @@ public:
 /// Returns the view of a frame buffer's texture that a pass draws into.
 wgpu::TextureView GetRenderView(const Texture& texture);
 /// Returns true for a frame buffer's texture into which nothing was drawn since it was allocated, and notes that now
-/// something is: the pass that asks clears it, since what the pool hands out holds an old picture. To be called for every
-/// pass that draws into a texture.
+/// something is: the pass that asks clears it, since what the pool hands out holds an old picture. To be called for
+/// every pass that draws into a texture.
 bool TakeFresh(const Texture& texture);
 
 } // namespace Varkle::Internal

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-// Operators that need no GPU, with documents: every kind of parameter, a list with bundles, parameters that come and go,
-// parameters that the operator writes, outputs of two kinds.
+// Operators that need no GPU, with documents: every kind of parameter, a list with bundles, parameters that come and
+// go, parameters that the operator writes, outputs of two kinds.
 
 namespace Varkle::Testing
 {
@@ -160,15 +160,13 @@ public:
     const ColorParameter& Tint(std::size_t i) const { return *weights.at(inputs.GetInputs()[i]->GetKey()).tint; }
 
     MeshOutput output{this, "Mesh Output"};
-    DataInputList inputs{this, "Inputs", MeshInput::Type(),
-                         DataInputList::InputHandlers{[this](DataInput& input)
-                                                      { weightList.CreateBundle("", input.GetKey()); },
-                                                      [this](DataInput& input)
-                                                      {
-                                                          weightList.RemoveBundle(static_cast<ParameterBundle*>(
-                                                              weightList.FindChild(input.GetKey())));
-                                                      },
-                                                      [this] { MarkDirty(); }}};
+    DataInputList inputs{
+        this, "Inputs", MeshInput::Type(),
+        DataInputList::InputHandlers{
+            [this](DataInput& input) { weightList.CreateBundle("", input.GetKey()); },
+            [this](DataInput& input)
+            { weightList.RemoveBundle(static_cast<ParameterBundle*>(weightList.FindChild(input.GetKey()))); },
+            [this] { MarkDirty(); }}};
     ParameterBundleList weightList{
         this, "Weights",
         BundleHandlers{[this](ParameterBundle& bundle)
@@ -210,8 +208,8 @@ parameters:
 ---
 )";
 
-/// Has a "Value" of the kind that "Type" names; in the mode "Random" a "Min", a "Max" and a switch "Seeded", which brings
-/// a "Seed".
+/// Has a "Value" of the kind that "Type" names; in the mode "Random" a "Min", a "Max" and a switch "Seeded", which
+/// brings a "Seed".
 class Maker final : public NotingOperator
 {
 public:

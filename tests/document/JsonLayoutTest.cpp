@@ -62,7 +62,8 @@ TEST_CASE("Numbers keep the spelling in which they were written")
 
 TEST_CASE("Strings keep what is beyond ASCII and escape what has to be")
 {
-    CHECK(LaidOut(R"(["hübsch €", "\u00fc\/", "a\"b\\c\n\u0001"])") == "[\"hübsch €\", \"ü/\", \"a\\\"b\\\\c\\n\\u0001\"]\n");
+    CHECK(LaidOut(R"(["hübsch €", "\u00fc\/", "a\"b\\c\n\u0001"])") ==
+          "[\"hübsch €\", \"ü/\", \"a\\\"b\\\\c\\n\\u0001\"]\n");
 }
 
 TEST_CASE("Layout that was read is laid out the same again")

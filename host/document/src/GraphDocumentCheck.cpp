@@ -35,6 +35,7 @@ const OperatorInfo::Entry* FindEntry(const std::vector<OperatorInfo::Entry>& ent
 std::vector<std::string> Names(const std::vector<OperatorInfo::Entry>& entries)
 {
     std::vector<std::string> names;
+    names.reserve(entries.size());
     for (const OperatorInfo::Entry& entry : entries)
         names.push_back(entry.name);
     return names;

@@ -63,7 +63,7 @@ JsonValue WriteInputs(const Operator& op)
             if (input->GetConnection())
                 AddMember(json, input->GetName(), SourceKey(*input));
         }
-        else if (const auto* const list = dynamic_cast<const DataInputList*>(port); !list->GetInputs().empty())
+        else if (const auto* const list = dynamic_cast<const DataInputList*>(port); list && !list->GetInputs().empty())
         {
             JsonValue keys = JsonArray();
             for (const DataInput* const element : list->GetInputs())

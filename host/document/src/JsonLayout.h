@@ -26,8 +26,8 @@ void AddMember(JsonValue& object, std::string_view name, JsonValue value);
 void SetMember(JsonValue& object, std::string_view name, JsonValue value);
 
 /// Returns the value as text in our one layout: two spaces a level, one member of an object to a line, arrays of plain
-/// values on one line and other arrays with one element to a line. Numbers stay as they were written. The text ends in a
-/// line end.
+/// values on one line and other arrays with one element to a line. Numbers stay as they were written. The text ends in
+/// a line end.
 std::string LayOutJson(const JsonValue& value);
 
 } // namespace Varkle

@@ -254,8 +254,13 @@ glm::mat4 ComposeTransform(const std::vector<double>& n)
 
 std::string ApplyReference(const std::string& key, PtrParameter& parameter, const Graph& graph)
 {
-    Operator* const target = key.empty() ? nullptr : graph.Find(key);
-    if (!key.empty() && target == nullptr)
+    if (key.empty())
+    {
+        parameter.SetValue(nullptr);
+        return {};
+    }
+    Operator* const target = graph.Find(key);
+    if (!target)
         return "refers to " + Quoted(key) + ", but there is no such operator";
     if (!parameter.SetValue(target))
         return "can't refer to the operator " + Quoted(key) + ", which is a " + target->GetType()->GetId();

@@ -52,8 +52,8 @@ public:
     static GraphDocument Parse(std::string_view text, const std::string& name, const std::filesystem::path& folder,
                                std::vector<DocumentError>& errors);
 
-    /// Makes a document of a graph as it is now: every operator with the parameters that differ from their defaults, its
-    /// connections and bundles. Paths become relative to `folder` (the current one when empty).
+    /// Makes a document of a graph as it is now: every operator with the parameters that differ from their defaults,
+    /// its connections and bundles. Paths become relative to `folder` (the current one when empty).
     static GraphDocument FromGraph(const Graph& graph, double frameRate, const std::filesystem::path& folder);
 
     /// Returns everything that is wrong with the document, in the order of the text, by what the registered operators'

@@ -21,14 +21,15 @@ struct LogLine
     std::string text;
 };
 
-/// Runs a graph document: makes its operators, connects them, and goes from frame to frame, evaluating expressions. This is
-/// the interface for programs that embed the library. Nothing here prints, ends the process or touches signals; errors come
-/// back as values, what operators have to say goes to the log (LogListener). Plug-ins must be loaded before (Plugin::Load)
-/// and stay loaded as long as the session lives. Main thread only.
+/// Runs a graph document: makes its operators, connects them, and goes from frame to frame, evaluating expressions.
+/// This is the interface for programs that embed the library. Nothing here prints, ends the process or touches signals;
+/// errors come back as values, what operators have to say goes to the log (LogListener). Plug-ins must be loaded before
+/// (Plugin::Load) and stay loaded as long as the session lives. Main thread only.
 class GraphSession
 {
 public:
-    /// Reads, checks and builds a document. The error holds one line for everything that is wrong with it.
+    /// Reads, checks and builds a document. The error holds one line for everything that is wrong with it, or says that
+    /// there is no GPU device to be had. Graphics::Start, called before, chooses the adapter.
     static Result<GraphSession> Load(const std::string& path);
     /// Does the same with a document in memory; see GraphDocument::Parse.
     static Result<GraphSession> Parse(std::string_view text, const std::string& name = "document",
@@ -40,21 +41,22 @@ public:
     GraphSession& operator=(GraphSession&&) noexcept;
     ~GraphSession();
 
-    /// Sets a parameter from now on, replacing its value or expression: `target` is "key.Parameter", e.g. "soft.Radius",
-    /// and `value` is what stands in a document: `12`, `[640, 360]`, `"8 + sin(time)"` (with its quotes), `"Average"`.
-    /// Text that is no JSON is taken as a string, so that `Average` works too; for a String parameter all that is no
-    /// JSON string is. A parameter that the operator would create after other settings keeps the value until it does.
-    /// After an error all is as before.
+    /// Sets a parameter from now on, replacing its value or expression: `target` is "key.Parameter", e.g.
+    /// "soft.Radius", and `value` is what stands in a document: `12`, `[640, 360]`, `"8 + sin(time)"` (with its
+    /// quotes), `"Average"`. Text that is no JSON is taken as a string, so that `Average` works too; for a String
+    /// parameter all that is no JSON string is. A parameter that the operator would create after other settings keeps
+    /// the value until it does. After an error all is as before.
     Status SetParameter(std::string_view target, std::string_view value);
 
-    /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator that is
-    /// outdated then. Frames may be visited in any order.
+    /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator
+    /// that is outdated then. Frames may be visited in any order.
     void GoToFrame(long long frame);
-    /// Does the same for the operators with these keys, what feeds them, and the operators without outputs and what feeds
-    /// those. An unknown key is an error, and nothing runs.
+    /// Does the same for the operators with these keys, what feeds them, and the operators without outputs and what
+    /// feeds those. An unknown key is an error, and nothing runs.
     Status GoToFrame(long long frame, const std::vector<std::string>& keys);
 
-    /// Returns the keys of the operators with an output that feeds nothing, in document order: what one looks at by default.
+    /// Returns the keys of the operators with an output that feeds nothing, in document order: what one looks at by
+    /// default.
     std::vector<std::string> GetDefaultOutputs() const;
 
     /// Returns the texture that an operator's output carries; empty when there is none.

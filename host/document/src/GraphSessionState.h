@@ -1,0 +1,103 @@
+#pragma once
+
+#include "Json.h"
+#include "ParameterValue.h"
+#include "Varkle/Document/GraphSession.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Varkle
+{
+
+/// Is a value that the document or the user gave a parameter, and the parameter while there is one.
+struct Setting
+{
+    std::string bundleList; ///< empty for the operator's own parameters
+    std::size_t bundle = 0;
+    std::string name;
+    SourcePosition at; ///< of the name; line 0 for one that stands in no document
+    JsonValue json;
+    WeakObject parameter;
+    std::optional<ParameterValue> value; ///< read when the parameter, and so its type, is known
+    std::vector<double> numbers;         ///< that the parameter was last set to
+};
+
+/// Holds what was set of one operator.
+struct OperatorSettings
+{
+    WeakObject object;
+    std::vector<std::unique_ptr<Setting>> settings; ///< in document order
+    unsigned long structureVersion = 0;             ///< of the operator when they were last applied
+};
+
+/// Returns the operator that the settings are for, null when it has been deleted.
+inline Operator* GetOperator(const OperatorSettings& settings)
+{
+    return static_cast<Operator*>(settings.object.Get());
+}
+
+/// Returns the parameter that a value was given to, null when there is none at the moment.
+inline Parameter* GetParameter(const Setting& setting)
+{
+    return static_cast<Parameter*>(setting.parameter.Get());
+}
+
+/// True when parameters of the operator decide which others it has.
+bool HasStructureParameters(const Operator& op);
+
+/// Returns the beginning of a message about an operator: `operator "soft": `.
+std::string InOperator(const Operator& op);
+
+/// Returns a message for a name that none of an operator's parameters has.
+std::string NoSuchParameter(const Operator& op, std::string_view name);
+
+/// Holds what a session consists of.
+struct GraphSession::State
+{
+    explicit State(GraphDocument loaded) : document(std::move(loaded)) {}
+
+    /// Makes the operators, connects them and sets their parameters. What is wrong lies in `errors` afterwards.
+    void Build();
+    /// Sets the clock, evaluates expressions, sets parameters that are new, and runs pending main-thread work.
+    void GoToFrame(long long newFrame);
+    Status SetParameter(std::string_view target, std::string_view text);
+    /// Returns a message for a key that no operator has.
+    std::string UnknownOperator(std::string_view key) const;
+
+    bool AddOperators();
+    void ConnectInput(Operator& op, const JsonMember& input);
+    void ConnectFrom(const Operator& op, const std::string& input, const JsonValue& json,
+                     const std::function<Status(DataOutput&)>& connect);
+    void CollectSettings(const JsonValue& json, OperatorSettings& ofOperator);
+    void CheckBundleCounts(const Operator& op, const JsonValue& json);
+    void CheckParameters(const OperatorSettings& ofOperator);
+
+    bool ApplyNew(OperatorSettings& ofOperator, bool structure);
+    void ApplySettings(OperatorSettings& ofOperator);
+    void Apply(const Operator& op, Setting& setting, Parameter& parameter);
+    bool ApplyToNewParameters();
+    void FindAnimated();
+    void EvaluateAnimated();
+    Operator* FindTarget(std::string_view target, std::string_view& parameter) const;
+    Status NoSuchTarget(std::string_view target) const;
+    OperatorSettings& SettingsOf(Operator& op);
+
+    void Add(SourcePosition at, std::string message);
+    Status TakeErrors();
+    ExpressionClock Clock() const;
+
+    GraphDocument document;
+    Graph graph;
+    std::vector<OperatorSettings> settings; ///< by operator
+    std::vector<std::size_t> structured;    ///< those whose parameters come and go
+    std::vector<Setting*> animated;         ///< to be evaluated on every frame
+    std::vector<DocumentError> errors;      ///< what came up since they were last taken
+    long long frame = 0;
+};
+
+} // namespace Varkle

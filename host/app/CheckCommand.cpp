@@ -1,6 +1,6 @@
 #include "Command.h"
 #include "Console.h"
-#include "Varkle/Document/GraphDocument.h"
+#include "GraphOptions.h"
 
 #include <CLI/CLI.hpp>
 
@@ -15,12 +15,8 @@ int RunCheck(const std::vector<std::string>& paths)
     int status = Done;
     for (const std::string& path : paths)
     {
-        std::vector<DocumentError> errors;
-        const GraphDocument document = GraphDocument::Load(path, errors);
-        if (errors.empty())
-            errors = document.Check();
-        if (!errors.empty())
-            status = PrintError(JoinErrors(errors));
+        if (const Result<GraphDocument> document = ReadDocument(path); !document)
+            status = PrintError(document.GetError());
     }
     return status;
 }

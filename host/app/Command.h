@@ -41,8 +41,9 @@ struct CommonOptions
     bool stats = false;
 };
 
-// Each command adds itself to the command line and stores in `run` what is to be done when it was chosen: a function that
-// returns the exit status. It runs after the plug-ins were loaded; the console has heard all that was logged since.
+// Each command adds itself to the command line and stores in `run` what is to be done when it was chosen: a function
+// that returns the exit status. It runs after the plug-ins were loaded; the console has heard all that was logged
+// since.
 
 using Run = std::function<int(const Console& console)>;
 

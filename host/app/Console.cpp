@@ -82,9 +82,10 @@ void PrintLines(std::string_view prefix, std::string_view text)
 
 } // namespace
 
-Console::Console(std::string_view level) :
-    least(LeastLevel(level)), listener([this](LogLevel l, std::string_view text) { Hear(l, text); })
-{}
+Console::Console(std::string_view level)
+    : least(LeastLevel(level)), listener([this](LogLevel l, std::string_view text) { Hear(l, text); })
+{
+}
 
 void Console::Hear(LogLevel level, std::string_view text)
 {

@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "Varkle/Core/FileWriting.h"
 #include "Varkle/Core/Tasks.h"
+#include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 
 #include <chrono>
@@ -29,7 +30,8 @@ void FrameWriter::Write(const Texture& texture, ImageFormat format, std::string 
     const int most = int(std::max(1U, std::thread::hardware_concurrency())) + 2;
     WaitForFewerThan(most);
     ++underWay;
-    texture.ReadPixelsAsync([this, format, path = std::move(path)](const Image& image) { Encode(image, format, path); });
+    texture.ReadPixelsAsync([this, format, path = std::move(path)](const Image& image)
+                            { Encode(image, format, path); });
 }
 
 void FrameWriter::Encode(const Image& image, ImageFormat format, const std::string& path)
@@ -50,6 +52,7 @@ void FrameWriter::Encode(const Image& image, ImageFormat format, const std::stri
 // In the background: only the main thread touches the members.
 void FrameWriter::Save(const std::vector<std::uint8_t>& bytes, const std::string& path)
 {
+    const TraceSpan span("file", path);
     Status status = bytes.empty()
                         ? Error{fmt::format("could not write {}: the memory did not suffice to encode it.", path), true}
                         : WriteBytes(path, bytes);

@@ -5,9 +5,12 @@
 #include "Varkle/Gpu/Graphics.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <fmt/format.h>
+#include <iterator>
+#include <sys/resource.h>
 
 namespace Varkle
 {
@@ -49,6 +52,21 @@ Status CheckOperatorKeys(const GraphOptions& options, const Graph& graph)
     return Ok();
 }
 
+// A driver that works without a GPU keeps what would be the GPU's memory in one file without a name, and crashes where
+// the user's limit on file sizes keeps that from growing. A few pictures must fit.
+Status CheckFileSizeLimit()
+{
+    constexpr rlim_t least = 64 << 20;
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur >= least || Graphics::GetAdapterInfo().type != "CPU")
+        return Ok();
+    return Error{
+        fmt::format("The limit on file sizes (ulimit -f) is {} KiB. The adapter \"{}\" counts the memory that it "
+                    "uses in place of a GPU's against it and needs {} KiB or more.",
+                    limit.rlim_cur >> 10, Graphics::GetAdapterInfo().name, least >> 10),
+        true};
+}
+
 } // namespace
 
 void AddGraphOptions(CLI::App& command, GraphOptions& options)
@@ -82,8 +100,8 @@ Result<FrameRange> ReadFrameRange(const std::string& text)
     if (range.last < range.first)
         return Error{fmt::format("--frames {}: the range ends before it begins", Quoted(text))};
     if (range.last > lastFrame)
-        return Error{fmt::format("--frames {}: the last frame that there is has the number {}", Quoted(text),
-                                 lastFrame)};
+        return Error{
+            fmt::format("--frames {}: the last frame that there is has the number {}", Quoted(text), lastFrame)};
     return range;
 }
 
@@ -91,27 +109,34 @@ Status StartGraphics(const CommonOptions& common)
 {
     // Drivers that fail print what only their developers understand, and our error says what to do. Those who debug
     // the drivers have asked to hear them.
-    if (std::getenv("VK_LOADER_DEBUG"))
-        return Graphics::Start(common.adapter);
     HeldStandardError held;
-    Status started = Graphics::Start(common.adapter);
-    if (started)
+    const Status started = Graphics::Start(common.adapter);
+    if (started || std::getenv("VK_LOADER_DEBUG"))
         held.PassOn();
-    return started;
+    return started ? CheckFileSizeLimit() : started;
+}
+
+Result<GraphDocument> ReadDocument(const std::string& path)
+{
+    std::vector<DocumentError> errors;
+    GraphDocument document = GraphDocument::Load(path, errors);
+    // What could be read of a faulty text may have faults of its own; of one that could not be read nothing is left.
+    std::ranges::move(document.Check(), std::back_inserter(errors));
+    std::ranges::stable_sort(errors, {}, [](const DocumentError& e) { return std::pair(e.line, e.column); });
+    if (!errors.empty())
+        return Error{JoinErrors(errors)};
+    return document;
 }
 
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common)
 {
-    std::vector<DocumentError> errors;
-    GraphDocument document = GraphDocument::Load(options.graph, errors);
-    if (errors.empty())
-        errors = document.Check();
-    if (!errors.empty())
-        return Error{JoinErrors(errors)};
+    Result<GraphDocument> document = ReadDocument(options.graph);
+    if (!document)
+        return document.GetError();
     if (const Status started = StartGraphics(common); !started)
         return started.GetError();
 
-    Result<GraphSession> session = GraphSession::Build(std::move(document));
+    Result<GraphSession> session = GraphSession::Build(std::move(*document));
     if (!session)
         return session;
     for (const std::string& text : options.set)

@@ -35,6 +35,9 @@ Result<FrameRange> ReadFrameRange(const std::string& text);
 /// Starts the GPU as the options ask for.
 Status StartGraphics(const CommonOptions& common);
 
+/// Reads and checks a document. The error tells everything that is wrong with it.
+Result<GraphDocument> ReadDocument(const std::string& path);
+
 /// Reads and checks the document, starts the GPU and builds the graph with the parameters of --set.
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common);
 

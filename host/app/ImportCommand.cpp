@@ -29,8 +29,8 @@ std::string MakeKey(const fs::path& file)
 {
     std::string key = file.stem().string();
     std::ranges::replace_if(
-        key,
-        [](unsigned char c) { return c >= 128 || (std::isalnum(c) == 0 && c != '_' && c != '-' && c != '.'); }, '_');
+        key, [](unsigned char c) { return c >= 128 || (std::isalnum(c) == 0 && c != '_' && c != '-' && c != '.'); },
+        '_');
     return key;
 }
 
@@ -64,8 +64,8 @@ int RunImport(const ImportOptions& options)
         return status;
     const bool toFile = !options.output.empty() && options.output != "-";
     std::error_code code;
-    const fs::path folder = toFile ? fs::absolute(options.output, code).lexically_normal().parent_path()
-                                   : fs::current_path(code);
+    const fs::path folder =
+        toFile ? fs::absolute(options.output, code).lexically_normal().parent_path() : fs::current_path(code);
     constexpr double frameRate = 60;
     const GraphDocument document = GraphDocument::FromGraph(graph, frameRate, folder);
     if (!toFile)
@@ -79,8 +79,7 @@ int RunImport(const ImportOptions& options)
 void AddImportCommand(CLI::App& app, Run& run)
 {
     auto options = std::make_shared<ImportOptions>();
-    CLI::App* const command =
-        app.add_subcommand("import", "Make a graph of picture and model files")->fallthrough();
+    CLI::App* const command = app.add_subcommand("import", "Make a graph of picture and model files")->fallthrough();
     command->add_option("files", options->files, "The files to import")->required()->type_name("FILE...");
     command->add_option("--output", options->output, "The graph document to write (default: standard output)")
         ->type_name("PATH");

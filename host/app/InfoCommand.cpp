@@ -26,12 +26,12 @@ std::string DescribeDevice()
     for (const AdapterInfo& adapter : Graphics::ListAdapters())
         text += fmt::format("available       {}\n", Describe(adapter));
     text += fmt::format("features        {}\n", fmt::join(Graphics::GetFeatureNames(), " "));
-    text += fmt::format("limits          texture side {}, buffer {} MiB, storage binding {} MiB, uniform binding {} KiB,\n"
-                        "                uniform alignment {}, workgroups a dimension {}, bind groups {}\n",
-                        limits.maxTextureDimension2D, limits.maxBufferSize >> 20U,
-                        limits.maxStorageBufferBindingSize >> 20U, limits.maxUniformBufferBindingSize >> 10U,
-                        limits.minUniformBufferOffsetAlignment, limits.maxComputeWorkgroupsPerDimension,
-                        limits.maxBindGroups);
+    text += fmt::format(
+        "limits          texture side {}, buffer {} MiB, storage binding {} MiB, uniform binding {} KiB,\n"
+        "                uniform alignment {}, workgroups a dimension {}, bind groups {}\n",
+        limits.maxTextureDimension2D, limits.maxBufferSize >> 20U, limits.maxStorageBufferBindingSize >> 20U,
+        limits.maxUniformBufferBindingSize >> 10U, limits.minUniformBufferOffsetAlignment,
+        limits.maxComputeWorkgroupsPerDimension, limits.maxBindGroups);
     return text;
 }
 

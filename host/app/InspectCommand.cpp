@@ -2,9 +2,11 @@
 #include "Console.h"
 #include "GraphOptions.h"
 #include "Statistics.h"
+#include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 namespace Varkle
 {
@@ -25,6 +27,7 @@ int RunInspect(const GraphOptions& options, const CommonOptions& common, const C
     const bool timed = common.stats && Graphics::StartTimings();
     for (long long frame = frames->first; frame <= frames->last && !WasInterrupted() && !Graphics::IsLost(); ++frame)
     {
+        const TraceSpan span("frame", fmt::format("frame {}", frame));
         if (options.operators.empty())
             session->GoToFrame(frame);
         else

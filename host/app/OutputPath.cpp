@@ -39,7 +39,7 @@ std::optional<Placeholder> ReadPlaceholder(std::string_view text)
 }
 
 // Calls `text` for what stands between placeholders and `placeholder` for those; stops at one that it can't read.
-template <class Text, class Replace>
+template<class Text, class Replace>
 std::optional<std::string_view> Walk(std::string_view pattern, Text text, Replace replace)
 {
     while (!pattern.empty())
@@ -72,8 +72,8 @@ Result<OutputPattern> OutputPattern::Read(std::string_view pattern, bool several
         return Error{fmt::format("--output {}: {{{}}} is not known; there are {{key}}, {{frame}} and {{frame:04}}",
                                  Quoted(pattern), *unknown)};
     if (severalOperators && !hasKey)
-        return Error{fmt::format("--output {}: several operators are written, so the path needs {{key}}",
-                                 Quoted(pattern))};
+        return Error{
+            fmt::format("--output {}: several operators are written, so the path needs {{key}}", Quoted(pattern))};
     OutputPattern result;
     result.pattern = pattern;
     if (severalFrames && !hasFrame)

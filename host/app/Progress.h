@@ -5,8 +5,8 @@
 namespace Varkle
 {
 
-/// Shows a line on standard error with the frame, the rate and the time left, when that is a terminal and the work takes
-/// longer than a moment.
+/// Shows a line on standard error with the frame, the rate and the time left, when that is a terminal and the work
+/// takes longer than a moment.
 class Progress
 {
 public:

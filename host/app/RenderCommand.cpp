@@ -6,13 +6,13 @@
 #include "Progress.h"
 #include "Statistics.h"
 #include "Suggestion.h"
+#include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Ports.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <filesystem>
 #include <fmt/format.h>
-#include <map>
 
 namespace Varkle
 {
@@ -31,7 +31,20 @@ struct Target
     std::string key;
     OutputPattern pattern;
     bool toStandardOutput = false;
+
+    std::string Path(long long frame) const
+    {
+        return toStandardOutput ? FrameWriter::StandardOutput : pattern.Path(key, frame);
+    }
 };
+
+Error CantWriteTexture(const std::string& path)
+{
+    const std::string extension = std::filesystem::path(path).extension().string();
+    const bool isVideo = extension == ".mp4" || extension == ".webm";
+    return Error{fmt::format("--output {}: {}a texture is written as .png, .jpg, .bmp or .tga", Quoted(path),
+                             isVideo ? "videos can't be written yet; " : "")};
+}
 
 Result<Target> MakeTarget(const RenderOptions& options, const Operator& op, std::size_t operatorCount,
                           const FrameRange& frames)
@@ -45,7 +58,8 @@ Result<Target> MakeTarget(const RenderOptions& options, const Operator& op, std:
         if (operatorCount > 1 || frames.Count() > 1)
             return Error{"--output -: standard output takes the file of one operator and one frame"};
         if (!isTexture)
-            return Error{fmt::format("the operator {} gives no texture: it can't be written as a picture", Quoted(key))};
+            return Error{
+                fmt::format("the operator {} gives no texture: it can't be written as a picture", Quoted(key))};
         return Target{key, {}, true};
     }
     const std::string defaultOutput = isTexture ? "{key}.png" : "{key}.glb";
@@ -58,7 +72,7 @@ Result<Target> MakeTarget(const RenderOptions& options, const Operator& op, std:
         return Error{fmt::format("the operator {} gives a {}, which can't be written to {}", Quoted(key),
                                  op.GetOutputs()[0]->GetDataTypeName(), Quoted(path))};
     if (!FindImageFormat(path))
-        return Error{fmt::format("--output {}: a texture is written as .png, .jpg, .bmp or .tga", Quoted(path))};
+        return CantWriteTexture(path);
     return Target{key, *pattern, false};
 }
 
@@ -81,6 +95,29 @@ Result<std::vector<Target>> MakeTargets(const RenderOptions& options, const Grap
     return targets;
 }
 
+// Follows what feeds an operator up to one that carries nothing although all that feeds it, if anything, does.
+const Operator& FindSilentSource(const Operator& op)
+{
+    for (const Object* const port : op.GetInputs())
+    {
+        const auto* const input = dynamic_cast<const DataInput*>(port);
+        const DataOutput* const source = input ? input->GetConnection() : nullptr;
+        if (source && !source->IsActive())
+            return FindSilentSource(*source->GetOperator());
+    }
+    return op;
+}
+
+void PrintCarriesNothing(const Operator& op, long long frame)
+{
+    const Operator& source = FindSilentSource(op);
+    const std::string hint = &source == &op
+                                 ? std::string()
+                                 : fmt::format(", and neither does {}, which it depends on", Quoted(source.GetKey()));
+    PrintError(fmt::format("The operator {} carries nothing after frame {}{}: no file is written for it.",
+                           Quoted(op.GetKey()), frame, hint));
+}
+
 // Starts writing what the targets carry now. Returns false when one of them carries nothing.
 bool WriteFrame(const GraphSession& session, const std::vector<Target>& targets, long long frame, FrameWriter& writer)
 {
@@ -90,20 +127,18 @@ bool WriteFrame(const GraphSession& session, const std::vector<Target>& targets,
         const Texture texture = session.GetTexture(target.key);
         if (!texture)
         {
-            PrintError(fmt::format("the operator {} carries nothing after frame {}: nothing is written for it",
-                                   Quoted(target.key), frame));
+            PrintCarriesNothing(*session.GetGraph().Find(target.key), frame);
             complete = false;
             continue;
         }
-        const std::string path = target.toStandardOutput ? "-" : target.pattern.Path(target.key, frame);
+        const std::string path = target.Path(frame);
         writer.Write(texture, FindImageFormat(path).value_or(ImageFormat::Png), path);
     }
     return complete;
 }
 
-int RunRender(const RenderOptions& options, const CommonOptions& common)
+int RunRender(const RenderOptions& options, const CommonOptions& common, const Console& console)
 {
-    const Console console(common.logLevel);
     const Result<FrameRange> frames = ReadFrameRange(options.frames);
     if (!frames)
         return PrintError(frames.GetError());
@@ -127,6 +162,7 @@ int RunRender(const RenderOptions& options, const CommonOptions& common)
         {
             if (WasInterrupted() || writer.HasFailed() || Graphics::IsLost())
                 break;
+            const TraceSpan span("frame", fmt::format("frame {}", frame));
             session->GoToFrame(frame, keys);
             complete = WriteFrame(*session, *targets, frame, writer) && complete;
             progress.Show(frame - frames->first + 1);
@@ -135,14 +171,11 @@ int RunRender(const RenderOptions& options, const CommonOptions& common)
     const Status written = writer.Finish();
     GraphSession::Finish();
     if (common.stats)
-        fmt::print(stderr, "{}", FormatStatistics(session->GetGraph(), timed));
+        PrintNote(FormatStatistics(session->GetGraph(), timed));
     if (WasInterrupted())
-    {
-        PrintError("the run was interrupted; the files written so far are complete");
-        return MachineFailed; // the caller then ends by the signal
-    }
+        return PrintError("The run was interrupted; the files written so far are complete."); // ends by the signal
     if (Graphics::IsLost())
-        return PrintError(Error{"the GPU device was lost: " + Graphics::GetLostReason(), true});
+        return MachineFailed; // the log says so already
     if (!written)
         return PrintError(written.GetError());
     return complete && !console.HasErrors() ? Done : WrongInput;
@@ -156,9 +189,13 @@ void AddRenderCommand(CLI::App& app, const CommonOptions& common, Run& run)
     CLI::App* const command =
         app.add_subcommand("render", "Run frames without a window and write the results to files")->fallthrough();
     AddGraphOptions(*command, *options);
-    command->add_option("--output", options->output,
-                        "The file to write; {key} and {frame} (or {frame:04}) are replaced, - is standard output");
-    command->callback([&run, &common, options] { run = [&common, options] { return RunRender(*options, common); }; });
+    command
+        ->add_option("--output", options->output,
+                     "The file to write; {key} and {frame} (or {frame:04}) are replaced, - is standard output")
+        ->type_name("PATH");
+    command->callback(
+        [&run, &common, options]
+        { run = [&common, options](const Console& console) { return RunRender(*options, common, console); }; });
 }
 
 } // namespace Varkle

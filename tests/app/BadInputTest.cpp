@@ -1,0 +1,489 @@
+#include "app/Documents.h"
+#include "app/ProgramRunner.h"
+#include "support/Catch.h"
+
+#include <cstdint>
+
+// Whatever is wrong with what the program is given: a message that says it, the right exit status, and no file left
+// behind that is not whole.
+
+using namespace Varkle;
+
+namespace
+{
+
+Outcome Render(const TemporaryFolder& folder, const std::vector<std::string>& arguments = {})
+{
+    return Program(Joined({"render", "graph.varkle"}, arguments)).In(folder.GetPath()).Run();
+}
+
+// Returns what check and render, which must agree, say about a document.
+std::string DocumentErrors(std::string_view text)
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", text);
+    const Outcome checked = Program({"check", "graph.varkle"}).In(folder.GetPath()).Run();
+    CHECK(checked.status == 1);
+    CHECK(checked.output == "");
+    const Outcome rendered = Render(folder);
+    CHECK(rendered.status == 1);
+    CHECK(rendered.output == "");
+    CHECK(rendered.error == checked.error);
+    CHECK(folder.Count() == 1);
+    return checked.error;
+}
+
+std::string BigEndian(std::uint32_t number)
+{
+    return {char(number >> 24U), char(number >> 16U), char(number >> 8U), char(number)};
+}
+
+// CRC-32 as in the PNG standard, Annex D, a bit at a time.
+std::uint32_t Checksum(const std::string& bytes)
+{
+    std::uint32_t sum = ~0U;
+    for (const char byte : bytes)
+    {
+        sum ^= std::uint8_t(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            sum = (sum & 1U) != 0 ? 0xedb88320U ^ (sum >> 1U) : sum >> 1U;
+    }
+    return ~sum;
+}
+
+std::string PngChunk(const std::string& typeAndData)
+{
+    return BigEndian(std::uint32_t(typeAndData.size() - 4)) + typeAndData + BigEndian(Checksum(typeAndData));
+}
+
+// Returns a PNG file that claims a size of 8-bit RGBA pixels and holds next to none.
+std::string ClaimingPng(std::uint32_t width, std::uint32_t height)
+{
+    const std::string noPixels("\x78\x9c\x03\x00\x00\x00\x00\x01", 8); // an empty zlib stream
+    return "\x89PNG\r\n\x1a\n" +
+           PngChunk("IHDR" + BigEndian(width) + BigEndian(height) + std::string("\x08\x06\0\0\0", 5)) +
+           PngChunk("IDAT" + noPixels) + PngChunk("IEND");
+}
+
+} // namespace
+
+TEST_CASE("A document that is no JSON is one error at the first fault")
+{
+    CHECK(DocumentErrors("") == "error: graph.varkle:1:1: the document is empty\n");
+    CHECK(DocumentErrors(" \n") == "error: graph.varkle:2:1: the document is empty\n");
+    CHECK(DocumentErrors(R"({"format": "varkle-graph", "version": 1, "operators": [)") ==
+          "error: graph.varkle:1:56: the text ends inside an array that begins at 1:55\n");
+    CHECK(DocumentErrors("{\"format\": \"varkle-graph\",\n \"x-note\": \"caf\xe9\"}") ==
+          "error: graph.varkle:2:16: this is not UTF-8\n");
+    CHECK(DocumentErrors(Document("") + "}") ==
+          "error: graph.varkle:2:1: there is more text after the end of the document\n");
+    CHECK(DocumentErrors(std::string(100000, '[')) ==
+          "error: graph.varkle:1:201: arrays and objects are nested deeper than 200 levels\n");
+}
+
+TEST_CASE("A document that makes no sense is an error that names the place")
+{
+    CHECK(DocumentErrors("7") == "error: graph.varkle:1:1: a graph document is an object with the members \"format\", "
+                                 "\"version\" and \"operators\"\n");
+    CHECK(
+        DocumentErrors(R"({"format": "varkle-graph", "version": 2})") ==
+        "error: graph.varkle:1:39: the document has version 2, this program knows versions up to 1: a newer program is "
+        "needed\n");
+    CHECK(DocumentErrors("{\"format\": \"varkle-graph\", \"version\": 1,\n\"version\": 1}") ==
+          "error: graph.varkle:2:1: the name \"version\" is used twice in one object, first at 1:28\n");
+    CHECK(DocumentErrors("{\"format\": \"varkle-graph\", \"version\": 1, \"operators\":\n7}") ==
+          "error: graph.varkle:2:1: \"operators\" must be an array\n");
+}
+
+TEST_CASE("Everything that is wrong with the operators of a document is reported")
+{
+    const std::string text =
+        "{\"format\": \"varkle-graph\", \"version\": 1, \"operators\": [\n"
+        "{\"key\": \"a\", \"type\": \"Varkle.Texture.Color\", \"parameters\": {\"Color\": true}},\n"
+        "{\"key\": \"a\", \"type\": \"Varkle.Texture.Color\"},\n"
+        "{\"key\": \"b\", \"type\": \"Varkle.Texture.GrayScale\", \"inputs\": {\"Texture Input\": \"c\"}},\n"
+        "{\"key\": \"d\", \"type\": \"Varkle.Texture.GrayScale\", \"parameters\": {\"Metod\": \"Average\"}}\n"
+        "]}";
+    CHECK(DocumentErrors(text) ==
+          "error: graph.varkle:2:70: operator \"a\": parameter \"Color\" takes an array of 3 or 4 numbers or a string "
+          "\"#rrggbb\" or \"#rrggbbaa\", not true or false\n"
+          "error: graph.varkle:3:9: operator \"a\": the key is used already in line 2\n"
+          "error: graph.varkle:4:78: operator \"b\": input \"Texture Input\": there is no operator \"c\"\n"
+          "error: graph.varkle:5:65: operator \"d\": there is no parameter \"Metod\" (did you mean \"Method\"?)\n");
+}
+
+TEST_CASE("A cycle is an error, be it of one operator or of several")
+{
+    const std::string self = DocumentErrors(Document(GrayScaleOperator("a", "a")));
+    CHECK(Contains(self, "operator \"a\": the operator feeds itself: a graph can't have cycles\n"));
+    const std::string two = DocumentErrors(Document(GrayScaleOperator("a", "b") + "," + GrayScaleOperator("b", "a")));
+    CHECK(Contains(two, "a graph can't have cycles: \"a\" <- \"b\" <- \"a\"\n"));
+    CHECK(std::count(two.begin(), two.end(), '\n') == 1);
+}
+
+TEST_CASE("A document that can't be read is an error")
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder / "folder.varkle");
+    const struct
+    {
+        const char* path;
+        const char* message;
+    } cases[] = {
+        {"missing.varkle", "error: missing.varkle: the file can't be opened: No such file or directory\n"},
+        {"folder.varkle", "error: folder.varkle: this is a folder, not a graph document\n"},
+        {"", "error: : the file can't be opened: No such file or directory\n"},
+    };
+    for (const auto& [path, message] : cases)
+    {
+        for (const char* const command : {"check", "render", "inspect"})
+        {
+            const Outcome outcome = Program({command, path}).In(folder.GetPath()).Run();
+            CHECK(outcome.status == 1);
+            CHECK(outcome.output == "");
+            CHECK(outcome.error == message);
+        }
+    }
+}
+
+TEST_CASE("A graph without operators has nothing to render")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(""));
+    const Outcome outcome = Render(folder);
+    CHECK(outcome.status == 1);
+    CHECK(outcome.error == "error: graph.varkle: the graph has no operators: there is nothing to render\n");
+    CHECK(Program({"check", "graph.varkle"}).In(folder.GetPath()).Run().status == 0);
+}
+
+TEST_CASE("A picture that can't be loaded leaves its operator without one, which is an error")
+{
+    const std::string photo = ReadBytes(VARKLE_SOURCES "/examples/harbour.jpg");
+    const struct
+    {
+        const char* name;
+        std::string bytes;
+    } cases[] = {
+        {"empty.png", ""},
+        {"text.png", "this is no picture"},
+        {"half.jpg", photo.substr(0, photo.size() / 2)},
+        {"flat.png", ClaimingPng(4, 0)},
+        {"hollow.png", ClaimingPng(4, 4)},
+        {"huge.png", ClaimingPng(100000, 100000)},
+    };
+    for (const auto& [name, bytes] : cases)
+    {
+        INFO(name);
+        const TemporaryFolder folder;
+        WriteBytes(folder / name, bytes);
+        WriteBytes(folder / "graph.varkle", Document(LoadImageOperator("photo", name)));
+        const Outcome outcome = Render(folder);
+        CHECK(outcome.status == 1);
+        CHECK(outcome.output == "");
+        CHECK(outcome.error ==
+              "error: The operator \"photo\" carries nothing after frame 0: no file is written for it.\n");
+        CHECK(folder.Count() == 2);
+    }
+}
+
+TEST_CASE("A folder in place of a picture leaves its operator without one, which is an error")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(LoadImageOperator("photo", ".")));
+    CHECK(Render(folder).status == 1);
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("A plug-in that can't be loaded is an error with the status 1")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    WriteBytes(folder / "text.so", "this is no library");
+    const struct
+    {
+        std::string path;
+        std::string reason;
+    } cases[] = {
+        {"missing.so", "there is no such file."},
+        {"text.so", "this is not a shared library."},
+        {".", "this is a folder."},
+        {NO_ENTRY_POINTS_PLUGIN, "it does not export VarklePluginLoad."},
+    };
+    for (const auto& [path, reason] : cases)
+    {
+        const Outcome outcome = Render(folder, {"--plugin", path});
+        CHECK(outcome.status == 1);
+        CHECK(outcome.output == "");
+        CHECK(outcome.error == "error: could not load the plug-in " + path + ": " + reason + "\n");
+    }
+    CHECK(Render(folder, {"--plugin", VARKLE_PLUGIN, "--plugin", VARKLE_PLUGIN}).status == 1);
+    CHECK(folder.Count() == 2);
+}
+
+TEST_CASE("Without a GPU adapter the status is 2, and the message says what to do")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    for (const char* const command : {"render", "inspect"})
+    {
+        // The loader reads the one or the other, by its age.
+        const Outcome outcome = Program({command, "graph.varkle"})
+                                    .In(folder.GetPath())
+                                    .With("VK_DRIVER_FILES", "/nonexistent")
+                                    .With("VK_ICD_FILENAMES", "/nonexistent")
+                                    .Run();
+        CHECK(outcome.status == 2);
+        CHECK(outcome.output == "");
+        CHECK(outcome.error.starts_with("error: No Vulkan driver was found that can be used. Install "));
+        CHECK(std::count(outcome.error.begin(), outcome.error.end(), '\n') == 1);
+    }
+    const Outcome unknown = Render(folder, {"--adapter", "no such adapter"});
+    CHECK(unknown.status == 2);
+    CHECK(unknown.error.starts_with("error: No GPU adapter has \"no such adapter\" in its name. This machine has: \""));
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("A full disk is an error with the status 2")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    const std::string noSpace = "could not write to standard output: No space left on device.\n";
+    const std::vector<std::vector<std::string>> commands = {
+        {"render", "graph.varkle", "--output", "-"},
+        {"inspect", "graph.varkle"},
+        {"operators"},
+        {"describe", "Texture/Color"},
+        {"import", VARKLE_SOURCES "/examples/harbour.jpg"},
+        {"info"},
+        {"--help"},
+        {"--version"},
+    };
+    for (const std::vector<std::string>& command : commands)
+    {
+        INFO(command.front());
+        const Outcome outcome = Program(command).In(folder.GetPath()).OutputTo("/dev/full").Run();
+        CHECK(outcome.status == 2);
+        CHECK(outcome.error == "error: " + noSpace);
+    }
+    std::filesystem::create_symlink("/dev/full", folder / "full.png");
+    const Outcome file = Render(folder, {"--output", "full.png"});
+    CHECK(file.status == 2);
+    CHECK(file.error == "error: could not write full.png: No space left on device.\n");
+    CHECK(Render(folder, {"--trace", "full.png"}).status == 2);
+}
+
+TEST_CASE("A file that outgrows the limit on file sizes is an error with the status 2 and leaves nothing")
+{
+    const TemporaryFolder folder;
+    // 4400 by 4400 pixels: 19 MB in the texture, 77 MB in the file.
+    WriteBytes(folder / "graph.varkle",
+               Document(ColorOperator("a", "[1, 0, 0]", R"("Texture Size": [4400, 4400], "Texture Type": "R8Unorm")")));
+    const Outcome outcome =
+        Program({"render", "graph.varkle", "--output", "a.bmp"}).In(folder.GetPath()).LimitFileSize(70'000'000).Run();
+    CHECK(outcome.status == 2);
+    CHECK(outcome.error == "error: could not write a.bmp: File too large.\n");
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("A limit on file sizes that leaves no room to work is an error with the status 2")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]", R"("Texture Size": [64, 64])")));
+    const Outcome outcome = Program({"render", "graph.varkle", "--output", "a.bmp"})
+                                .In(folder.GetPath())
+                                .LimitFileSize(10000) // the file has 16 KiB
+                                .Run();
+    CHECK(outcome.status == 2);
+    CHECK(std::count(outcome.error.begin(), outcome.error.end(), '\n') == 1);
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("A folder that is missing or can't be written to is an error with the status 1")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    WriteBytes(folder / "file", "");
+    const struct
+    {
+        const char* path;
+        const char* reason;
+    } cases[] = {
+        {"missing/a.png", "No such file or directory."},
+        {"file/a.png", "Not a directory."},
+    };
+    for (const auto& [path, reason] : cases)
+    {
+        const Outcome outcome = Render(folder, {"--output", path, "--frames", "1"});
+        CHECK(outcome.status == 1);
+        CHECK(outcome.output == "");
+        CHECK(outcome.error == "error: could not write " + std::string(path) + ": " + reason + "\n");
+    }
+    CHECK(Render(folder, {"--output", "/sys/a.png"}).status == 1); // nobody may make files there
+    CHECK(Render(folder, {"--trace", "missing/trace.json", "--output", "a.png"}).status == 1);
+    CHECK(Program({"import", VARKLE_SOURCES "/examples/harbour.jpg", "--output", "missing/a.varkle"})
+              .In(folder.GetPath())
+              .Run()
+              .status == 1);
+    CHECK(folder.Count() == 3);
+}
+
+TEST_CASE("A long run ends at the first file that can't be written, with one message")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", R"(["frame", 0, 0])")));
+    const Outcome outcome = Render(folder, {"--output", "missing/a.png", "--frames", "100000000"});
+    CHECK(outcome.status == 1);
+    CHECK(outcome.error == "error: could not write missing/a_0000.png: No such file or directory.\n");
+}
+
+TEST_CASE("A closed standard output is an error with the status 2, and nothing else gets what was for it")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    const std::vector<std::vector<std::string>> commands = {
+        {"render", "graph.varkle", "--output", "-"}, {"inspect", "graph.varkle"}, {"operators"}, {"--help"}};
+    for (const std::vector<std::string>& command : commands)
+    {
+        INFO(command.front());
+        const Outcome outcome = Program(command).In(folder.GetPath()).Close(STDOUT_FILENO).Run();
+        CHECK(outcome.status == 2);
+        CHECK(outcome.error == "error: could not write to standard output: Bad file descriptor.\n");
+    }
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("Rendering to files needs no standard streams at all")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    const Outcome outcome = Program({"render", "graph.varkle", "--stats"})
+                                .In(folder.GetPath())
+                                .Close(STDIN_FILENO)
+                                .Close(STDOUT_FILENO)
+                                .Close(STDERR_FILENO)
+                                .Run();
+    CHECK(outcome.status == 0);
+    CHECK(folder.Count() == 2);
+    const Outcome refused = Program({"render", "missing.varkle"}).In(folder.GetPath()).Close(STDERR_FILENO).Run();
+    CHECK(refused.status == 1);
+}
+
+TEST_CASE("A reader that goes away is an error, not the end of the process by a signal")
+{
+    const std::string pipeline = "{ " + std::string(VARKLE_PROGRAM) +
+                                 " render " VARKLE_SOURCES
+                                 "/examples/grayscale.varkle --output -; echo $? >&2; } | true";
+    const Outcome outcome = ProgramRunner({"sh", "-c", pipeline}).Run();
+    CHECK(outcome.error == "error: could not write to standard output: Broken pipe.\n2\n");
+}
+
+TEST_CASE("Arguments that nobody knows are errors with the status 1 that say what was meant")
+{
+    const struct
+    {
+        std::vector<std::string> arguments;
+        const char* message;
+    } cases[] = {
+        {{}, "error: varkle: a command is missing. See varkle --help.\n"},
+        {{"--stat"}, "error: varkle: there is no option \"--stat\" (did you mean \"--stats\"?). See varkle --help.\n"},
+        {{"rendr", "a"},
+         "error: varkle: there is no command \"rendr\" (did you mean \"render\"?). See varkle --help.\n"},
+        {{"render"}, "error: varkle render: graph is required. See varkle render --help.\n"},
+        {{"render", "--frame=3"},
+         "error: varkle render: there is no option \"--frame\" (did you mean \"--frames\"?). See varkle render "
+         "--help.\n"},
+        {{"render", "a", "--frame", "3"},
+         "error: varkle render: there is no option \"--frame\" (did you mean \"--frames\"?). See varkle render "
+         "--help.\n"},
+        {{"render", "a", "b"},
+         "error: varkle render: there is an argument too many: \"b\". See varkle render --help.\n"},
+        {{"render", "a", "--output"},
+         "error: varkle render: --output: 1 required PATH missing. See varkle render --help.\n"},
+        {{"--log", "loud", "operators"},
+         "error: varkle operators: --log: loud not in {info,warning,error,none}. See varkle operators --help.\n"},
+    };
+    for (const auto& [arguments, message] : cases)
+    {
+        const Outcome outcome = Program(arguments).Run();
+        CHECK(outcome.status == 1);
+        CHECK(outcome.output == "");
+        CHECK(outcome.error == message);
+    }
+}
+
+TEST_CASE("Frames that can't be are refused")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    const std::string number = ": it must be a number of frames from 1 on, or A..B\n";
+    const std::string range = ": a range must be two whole numbers A..B from 0 on\n";
+    const struct
+    {
+        const char* text;
+        std::string reason;
+    } cases[] = {
+        {"0", number},
+        {"-1", number},
+        {"1.5", number},
+        {"many", number},
+        {"", number},
+        {"3x", number},
+        {"1..", range},
+        {"..1", range},
+        {"1...2", range},
+        {"-2..2", range},
+        {"a..b", range},
+        {"5..4", ": the range ends before it begins\n"},
+        {"99999999999999999999", number},
+        {"0..9223372036854775807", ": the last frame that there is has the number 1000000000000\n"},
+    };
+    for (const auto& [text, reason] : cases)
+    {
+        for (const char* const command : {"render", "inspect"})
+        {
+            const Outcome outcome = Program({command, "graph.varkle", "--frames", text}).In(folder.GetPath()).Run();
+            CHECK(outcome.status == 1);
+            CHECK(outcome.output == "");
+            CHECK(outcome.error == "error: --frames \"" + std::string(text) + "\"" + reason);
+        }
+    }
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("Operators and settings that don't fit the graph are refused, with a suggestion where one is near")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle",
+               Document(ColorOperator("color", "[1, 0, 0]") + "," + GrayScaleOperator("gray", "color")));
+    const struct
+    {
+        std::vector<std::string> arguments;
+        std::string message;
+    } cases[] = {
+        {{"--operator", "grey"},
+         "--operator \"grey\": there is no such operator in graph.varkle (did you mean \"gray\"?)"},
+        {{"--operator", "gray", "--operator", "other"},
+         "--operator \"other\": there is no such operator in graph.varkle"},
+        {{"--set", "gray.Method"}, "--set \"gray.Method\": it must have the form KEY.PARAMETER=VALUE"},
+        {{"--set", "gray.Metod=Average"},
+         "--set \"gray.Metod=Average\": operator \"gray\": there is no parameter \"Metod\" (did you mean \"Method\"?)"},
+        {{"--set", "grey.Method=Average"},
+         "--set \"grey.Method=Average\": there is no operator \"grey\" (did you mean \"gray\"?)"},
+        {{"--set", "color.Texture Size=[1,2,3]"},
+         "--set \"color.Texture Size=[1,2,3]\": operator \"color\": parameter \"Texture Size\" takes an array of 2 "
+         "numbers, "
+         "not an array of 3"},
+        {{"--set", "color.Color=[\"1 +\", 0, 0]"},
+         "--set \"color.Color=[\\\"1 +\\\", 0, 0]\": operator \"color\": parameter \"Color\" has an expression that "
+         "can't be "
+         "read, at its character 4: the expression ends where a value is expected"},
+    };
+    for (const auto& [arguments, message] : cases)
+    {
+        const Outcome outcome = Render(folder, arguments);
+        CHECK(outcome.status == 1);
+        CHECK(outcome.output == "");
+        CHECK(outcome.error == "error: " + message + "\n");
+    }
+    CHECK(folder.Count() == 1);
+}

@@ -1,0 +1,155 @@
+#include "Varkle/Core/Plugin.h"
+#include "Varkle/Document/GraphSession.h"
+#include "Varkle/Gpu/Graphics.h"
+#include "app/Documents.h"
+#include "app/ProgramRunner.h"
+#include "support/Catch.h"
+#include "support/LogRecorder.h"
+
+#include <csignal>
+
+// The libraries in other people's programs: the example that embeds them, the installed package, and what a session
+// must leave alone.
+
+using namespace Varkle;
+
+namespace
+{
+
+const std::string example = VARKLE_SOURCES "/examples/grayscale.varkle";
+
+Outcome Embed(const std::vector<std::string>& arguments)
+{
+    return ProgramRunner(Joined({VARKLE_EMBED}, arguments)).Run();
+}
+
+// Returns what the build folder's cache says of a name, empty when it says nothing.
+std::string BuildSetting(const std::string& name)
+{
+    std::ifstream cache(VARKLE_BUILD "/CMakeCache.txt");
+    for (std::string line; std::getline(cache, line);)
+    {
+        if (line.starts_with(name + ":"))
+            return line.substr(line.find('=') + 1);
+    }
+    return {};
+}
+
+// Returns the flags with which a program must be built to run with libraries under the sanitizers that these have.
+std::string SanitizerFlags()
+{
+    std::string names = BuildSetting("VARKLE_SANITIZE");
+    std::ranges::replace(names, ';', ',');
+    return names.empty() ? "" : "-fsanitize=" + names;
+}
+
+void Succeed(const std::vector<std::string>& command)
+{
+    INFO(command.front() + " " + command.at(1));
+    const Outcome outcome = ProgramRunner(command).Run();
+    INFO(outcome.output + outcome.error);
+    REQUIRE(outcome.status == 0);
+}
+
+std::vector<struct sigaction> SignalActions()
+{
+    std::vector<struct sigaction> actions;
+    for (int signal = 1; signal < NSIG; ++signal)
+        sigaction(signal, nullptr, &actions.emplace_back());
+    return actions;
+}
+
+} // namespace
+
+TEST_CASE("The embedding example writes the same picture as the program, and the libraries print nothing")
+{
+    const TemporaryFolder folder;
+    const Outcome outcome = Embed({example, "gray", folder / "embedded.png"});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.output == "");
+    CHECK(outcome.error == "");
+    REQUIRE(Program({"render", example, "--output", folder / "rendered.png"}).Run().status == 0);
+    CHECK(ReadBytes(folder / "embedded.png") == ReadBytes(folder / "rendered.png"));
+}
+
+TEST_CASE("The embedding example sets a parameter, and a warning of the libraries stays in the log")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    // The size can't be made: the log gets a warning.
+    const Outcome outcome = Embed({folder / "graph.varkle", "a", folder / "a.png", "a.Texture Size=[3, 0]"});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.output == "");
+    CHECK(outcome.error == "");
+    const Outcome same =
+        Program({"render", folder / "graph.varkle", "--set", "a.Texture Size=[3, 0]", "--output", folder / "b.png"})
+            .Run();
+    CHECK(Contains(same.error, "warning: "));
+    CHECK(ReadBytes(folder / "a.png") == ReadBytes(folder / "b.png"));
+}
+
+TEST_CASE("The embedding example gets errors as values")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(GrayScaleOperator("a", "a") + "," + GrayScaleOperator("b", "c")));
+    const Outcome wrong = Embed({folder / "graph.varkle", "a", folder / "a.png"});
+    CHECK(wrong.status == 1);
+    CHECK(wrong.output == "");
+    CHECK(Contains(wrong.error, "operator \"a\": the operator feeds itself"));
+    CHECK(Contains(wrong.error, "operator \"b\": input \"Texture Input\": there is no operator \"c\""));
+    CHECK(Embed({folder / "missing.varkle", "a", folder / "a.png"}).status == 1);
+    CHECK(Embed({example, "nobody", folder / "a.png"}).status == 1);
+    CHECK(Embed({example, "gray", folder / "missing/a.png"}).status == 1);
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("A session leaves the signals of its process alone")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    const std::vector<struct sigaction> before = SignalActions();
+    const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
+    REQUIRE(plugin);
+    {
+        Result<GraphSession> session = GraphSession::Load(folder / "graph.varkle");
+        REQUIRE(session);
+        session->GoToFrame(0);
+        CHECK(session->ReadPixels("a").IsValid());
+        GraphSession::Finish();
+    }
+    const std::vector<struct sigaction> after = SignalActions();
+    for (std::size_t i = 0; i < before.size(); ++i)
+    {
+        INFO("signal " << i + 1);
+        CHECK(after[i].sa_handler == before[i].sa_handler);
+    }
+    Graphics::Shutdown();
+}
+
+TEST_CASE("The installed package serves other projects, and runs from wherever it was moved to")
+{
+    const TemporaryFolder folder;
+    const std::string prefix = folder / "moved/varkle";
+    Succeed({"cmake", "--install", VARKLE_BUILD, "--prefix", folder / "installed"});
+    std::filesystem::create_directory(folder / "moved");
+    std::filesystem::rename(folder / "installed", prefix);
+
+    // The program, with its libraries and the plug-in.
+    const ProgramRunner render({prefix + "/bin/varkle", "render", example, "--output", folder / "rendered.png"});
+    const Outcome rendered = render.Run();
+    CHECK(rendered.error == "");
+    REQUIRE(rendered.status == 0);
+    const Outcome info = ProgramRunner({prefix + "/bin/varkle", "info"}).Run();
+    CHECK(Contains(info.output, "plug-in         " + prefix + "/"));
+
+    // A project of its own.
+    std::filesystem::copy(VARKLE_SOURCES "/examples/embed", folder / "project");
+    Succeed({"cmake", "-S", folder / "project", "-B", folder / "build", "-G", "Ninja", "-DCMAKE_PREFIX_PATH=" + prefix,
+             "-DCMAKE_CXX_COMPILER=" + BuildSetting("CMAKE_CXX_COMPILER"), "-DCMAKE_CXX_FLAGS=" + SanitizerFlags()});
+    Succeed({"cmake", "--build", folder / "build"});
+    const Outcome embedded = ProgramRunner({folder / "build/embed", example, "gray", folder / "embedded.png"}).Run();
+    CHECK(embedded.output == "");
+    CHECK(embedded.error == "");
+    REQUIRE(embedded.status == 0);
+    CHECK(ReadBytes(folder / "embedded.png") == ReadBytes(folder / "rendered.png"));
+}

@@ -1,0 +1,252 @@
+#include "app/Documents.h"
+#include "app/ProgramRunner.h"
+#include "support/Catch.h"
+
+#include <nlohmann/json.hpp>
+#include <set>
+
+// The commands that tell about operators, documents, files and the machine, and help.
+
+using namespace Varkle;
+using Json = nlohmann::json;
+
+namespace
+{
+
+Outcome Run(const std::vector<std::string>& arguments)
+{
+    return Program(arguments).Run();
+}
+
+} // namespace
+
+TEST_CASE("The command operators lists the type and the summary of each operator, one a line")
+{
+    const Outcome outcome = Run({"operators"});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.error == "");
+    CHECK(Contains(outcome.output, "Varkle.Texture.GrayScale"));
+    CHECK(Contains(outcome.output, "  Converts a texture to gray.\n"));
+}
+
+TEST_CASE("The command operators --json lists the operators in the same order as objects")
+{
+    const Outcome outcome = Run({"operators", "--json", "--plugin", TEST_OPERATORS_PLUGIN});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.error == "");
+    const Json json = Json::parse(outcome.output);
+    REQUIRE(json.size() == 3);
+    CHECK(json[0] == Json::parse(R"({"type": "Test.Speaker", "category": "Test", "name": "Speaker",
+                                     "summary": "Passes a texture on and logs a message.", "tags": []})"));
+    CHECK(json[2].at("name") == "Mesh Source");
+
+    const Outcome text = Run({"operators", "--plugin", TEST_OPERATORS_PLUGIN});
+    CHECK(text.output == "Test.Speaker     Passes a texture on and logs a message.\n"
+                         "Test.Sink        Takes a texture.\n"
+                         "Test.MeshSource  Gives a mesh.\n");
+}
+
+TEST_CASE("Several plug-ins are loaded in the order of --plugin")
+{
+    const Outcome outcome = Run({"operators", "--json", "--plugin", TEST_OPERATORS_PLUGIN, "--plugin", VARKLE_PLUGIN});
+    const Json json = Json::parse(outcome.output);
+    CHECK(json.front().at("type") == "Test.Speaker");
+    CHECK(json.back().at("type").get<std::string>().starts_with("Varkle."));
+}
+
+TEST_CASE(
+    "The command describe prints an operator's document, by its type or its name in any case, with links resolved")
+{
+    const Outcome byType = Run({"describe", "Varkle.Texture.GrayScale"});
+    CHECK(byType.status == 0);
+    CHECK(byType.error == "");
+    CHECK(byType.output.starts_with("Grayscale  (Varkle.Texture.GrayScale)\n\nConverts a texture to gray.\n"));
+    CHECK(Contains(byType.output, "\n  Method (Enum)\n"));
+    CHECK(Contains(byType.output, "Values: Luminance, Average, Brightest, Darkest.\n"));
+    CHECK(Contains(byType.output, "(varkle describe Varkle.Texture.LoadImage)"));
+    CHECK(!Contains(byType.output, "op:"));
+    CHECK(Run({"describe", "Texture/Grayscale"}).output == byType.output);
+    CHECK(Run({"describe", "texture/grayscale"}).output == byType.output);
+}
+
+TEST_CASE("The command describe suggests a name for an operator that there is not")
+{
+    const struct
+    {
+        const char* name;
+        const char* message;
+    } cases[] = {
+        {"Texture/Greyscale",
+         "error: There is no operator \"Texture/Greyscale\" (did you mean \"Texture/Grayscale\"?).\n"},
+        {"Varkle.Texture.Colour",
+         "error: There is no operator \"Varkle.Texture.Colour\" (did you mean \"Varkle.Texture.Color\"?).\n"},
+        {"", "error: There is no operator \"\".\n"},
+    };
+    for (const auto& [name, message] : cases)
+    {
+        const Outcome outcome = Run({"describe", name});
+        CHECK(outcome.status == 1);
+        CHECK(outcome.output == "");
+        CHECK(outcome.error == message);
+    }
+}
+
+TEST_CASE("The command info prints the adapter, its limits, the plug-ins and the versions")
+{
+    const Outcome outcome = Run({"info"});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.error == "");
+    CHECK(Contains(outcome.output, "\nadapter "));
+    CHECK(Contains(outcome.output, "\nlimits          texture side "));
+    CHECK(Contains(outcome.output, "\nplug-in         " + std::string(VARKLE_PLUGIN) + "\n"));
+    CHECK(Contains(outcome.output, "\nbuilt with      "));
+}
+
+TEST_CASE("The command info prints what it can where there is no GPU adapter, and exits with 2")
+{
+    const Outcome outcome = Program({"info", "--adapter", "no such adapter"}).Run();
+    CHECK(outcome.status == 2);
+    CHECK(Contains(outcome.output, "\nplug-in "));
+    CHECK(!Contains(outcome.output, "\nadapter "));
+    CHECK(Contains(outcome.error, "\"no such adapter\""));
+}
+
+TEST_CASE("The command import makes a graph of files, with a key from each name and paths relative to the graph")
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_directories(folder / "pictures");
+    for (const char* const name : {"sea view (1).jpg", "pictures/a.PNG", "pictures/b.tga"})
+        std::filesystem::copy_file(VARKLE_SOURCES "/examples/harbour.jpg", folder / name);
+    const auto import = [&](const std::vector<std::string>& arguments)
+    {
+        return Program(Joined({"import", "sea view (1).jpg", "pictures/a.PNG", "pictures/b.tga"}, arguments))
+            .In(folder.GetPath())
+            .Run();
+    };
+    const Outcome printed = import({});
+    CHECK(printed.status == 0);
+    CHECK(printed.error == "");
+    const Json operators = Json::parse(printed.output).at("operators");
+    CHECK(operators == Json::parse(R"([
+        {"key": "sea_view__1_", "type": "Varkle.Texture.LoadImage", "parameters": {"Path": "sea view (1).jpg"}},
+        {"key": "a", "type": "Varkle.Texture.LoadImage", "parameters": {"Path": "pictures/a.PNG"}},
+        {"key": "b", "type": "Varkle.Texture.LoadImage", "parameters": {"Path": "pictures/b.tga"}}])"));
+    CHECK(import({"--output", "-"}).output == printed.output);
+
+    const Outcome saved = import({"--output", "pictures/graph.varkle"});
+    CHECK(saved.status == 0);
+    CHECK(saved.output == "");
+    CHECK(saved.error == "");
+    const Json inFolder = Json::parse(ReadBytes(folder / "pictures/graph.varkle")).at("operators");
+    CHECK(inFolder[0].at("parameters").at("Path") == "../sea view (1).jpg");
+    CHECK(inFolder[1].at("parameters").at("Path") == "a.PNG");
+    CHECK(Program({"render", "pictures/graph.varkle"}).In(folder.GetPath()).Run().status == 0);
+    CHECK(std::filesystem::exists(folder / "sea_view__1_.png"));
+}
+
+TEST_CASE("The command import gives files of one name keys of their own")
+{
+    const TemporaryFolder folder;
+    for (const char* const name : {"a.jpg", "a.png", "a.bmp"})
+        std::filesystem::copy_file(VARKLE_SOURCES "/examples/harbour.jpg", folder / name);
+    const Outcome outcome = Program({"import", "a.jpg", "a.png", "a.bmp"}).In(folder.GetPath()).Run();
+    std::set<std::string> keys;
+    const Json json = Json::parse(outcome.output);
+    for (const Json& op : json.at("operators"))
+        keys.insert(op.at("key"));
+    CHECK(keys.size() == 3);
+}
+
+TEST_CASE("The command import reports every file that it can't take, and writes nothing then")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "notes.txt", "hello");
+    WriteBytes(folder / "fine.png", "never looked at");
+    const Outcome outcome = Program({"import", "notes.txt", "missing.png", ".", "fine.png", "--output", "graph.varkle"})
+                                .In(folder.GetPath())
+                                .Run();
+    CHECK(outcome.status == 1);
+    CHECK(outcome.output == "");
+    CHECK(Contains(outcome.error,
+                   "error: notes.txt: no importer takes files of this kind; there are importers for .bmp "));
+    CHECK(Contains(outcome.error, "error: missing.png: there is no such file.\n"));
+    CHECK(Contains(outcome.error, "error: .: this is a folder, not a picture or a model.\n"));
+    CHECK(folder.Count() == 2);
+}
+
+TEST_CASE("The command check says nothing about documents that are right")
+{
+    const Outcome outcome =
+        Run({"check", VARKLE_SOURCES "/examples/grayscale.varkle", VARKLE_SOURCES "/examples/pulse.varkle"});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.output == "");
+    CHECK(outcome.error == "");
+}
+
+TEST_CASE("The command check reports every error of every document, without a GPU")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "right.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    WriteBytes(folder / "first.varkle", "{\"format\": \"varkle-graph\", \"version\": 1,\n"
+                                        " \"operators\": [{\"key\": \"a\", \"type\": \"Varkle.Texture.Colour\"},\n"
+                                        "               {\"key\": \"b\", \"tipe\": 1, \"key\": \"c\"}]}\n");
+    WriteBytes(folder / "second.varkle", "[]");
+    const Outcome outcome = Program({"check", "first.varkle", "right.varkle", "second.varkle"})
+                                .In(folder.GetPath())
+                                .With("VK_DRIVER_FILES", "/nonexistent")
+                                .Run();
+    CHECK(outcome.status == 1);
+    CHECK(outcome.output == "");
+    CHECK(outcome.error ==
+          "error: first.varkle:2:37: operator \"a\": there is no operator type \"Varkle.Texture.Colour\" (did you mean "
+          "\"Varkle.Texture.Color\"?)\n"
+          "error: first.varkle:3:16: operator \"b\": the member \"type\" is missing\n"
+          "error: first.varkle:3:29: operator \"b\": there is no member \"tipe\" (did you mean \"type\"?)\n"
+          "error: first.varkle:3:40: the name \"key\" is used twice in one object, first at 3:17\n"
+          "error: second.varkle:1:1: a graph document is an object with the members \"format\", \"version\" and "
+          "\"operators\"\n");
+}
+
+TEST_CASE("Help lists the commands and the options, of a command or of all")
+{
+    const Outcome all = Run({"--help"});
+    CHECK(all.status == 0);
+    CHECK(all.error == "");
+    for (const char* const name : {"render", "inspect", "check", "import", "operators", "describe", "info", "--plugin",
+                                   "--adapter", "--log", "--trace", "--stats", "--version"})
+        CHECK(Contains(all.output, name));
+    const Outcome one = Run({"render", "--help"});
+    CHECK(one.status == 0);
+    CHECK(one.error == "");
+    for (const char* const name : {"GRAPH", "--frames", "--operator", "--output", "--set", "varkle --help"})
+        CHECK(Contains(one.output, name));
+    CHECK(Run({"-h"}).output == all.output);
+}
+
+TEST_CASE("The version is printed on one line with the name")
+{
+    const Outcome outcome = Run({"--version"});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.error == "");
+    CHECK(outcome.output.starts_with("varkle "));
+    CHECK(std::count(outcome.output.begin(), outcome.output.end(), '\n') == 1);
+}
+
+TEST_CASE("Help, operators and documents need neither a GPU nor a driver")
+{
+    const std::vector<std::vector<std::string>> commands = {
+        {"--help"},
+        {"--version"},
+        {"operators"},
+        {"describe", "Texture/Color"},
+        {"check", VARKLE_SOURCES "/examples/grayscale.varkle"},
+        {"import", VARKLE_SOURCES "/examples/harbour.jpg"},
+    };
+    for (const std::vector<std::string>& command : commands)
+    {
+        INFO(command.front());
+        const Outcome outcome = Program(command).With("VK_DRIVER_FILES", "/nonexistent").Run();
+        CHECK(outcome.status == 0);
+        CHECK(outcome.error == "");
+    }
+}

@@ -30,40 +30,44 @@ void FrameWriter::Write(const Texture& texture, ImageFormat format, std::string 
     const int most = int(std::max(1U, std::thread::hardware_concurrency())) + 2;
     WaitForFewerThan(most);
     ++underWay;
-    texture.ReadPixelsAsync([this, format, path = std::move(path)](const Image& image)
-                            { Encode(image, format, path); });
+    texture.ReadPixelsAsync([this, format, file = File{std::move(path), started++}](const Image& image)
+                            { Encode(image, format, file); });
 }
 
-void FrameWriter::Encode(const Image& image, ImageFormat format, const std::string& path)
+void FrameWriter::Encode(const Image& image, ImageFormat format, const File& file)
 {
     if (!image.IsValid())
     {
-        Done(Error{fmt::format("could not write {}: the pixels could not be read back from the GPU.", path), true});
+        Done(file, Error{fmt::format("could not write {}: the pixels could not be read back from the GPU.", file.path),
+                         true});
         return;
     }
     Tasks::RunInBackground(Tasks::Kind::Compute,
-                           [this, image, format, path]
+                           [this, image, format, file]
                            {
                                const auto bytes = std::make_shared<std::vector<std::uint8_t>>(image.Encode(format));
-                               Tasks::RunInBackground(Tasks::Kind::FileIo, [this, bytes, path] { Save(*bytes, path); });
+                               Tasks::RunInBackground(Tasks::Kind::FileIo, [this, bytes, file] { Save(*bytes, file); });
                            });
 }
 
 // In the background: only the main thread touches the members.
-void FrameWriter::Save(const std::vector<std::uint8_t>& bytes, const std::string& path)
+void FrameWriter::Save(const std::vector<std::uint8_t>& bytes, const File& file)
 {
-    const TraceSpan span("file", path);
-    Status status = bytes.empty()
-                        ? Error{fmt::format("could not write {}: the memory did not suffice to encode it.", path), true}
-                        : WriteBytes(path, bytes);
-    Tasks::RunOnMainThread([this, status = std::move(status)] { Done(status); });
+    const TraceSpan span("file", file.path);
+    Status status =
+        bytes.empty()
+            ? Error{fmt::format("could not write {}: the memory did not suffice to encode it.", file.path), true}
+            : WriteBytes(file.path, bytes);
+    Tasks::RunOnMainThread([this, file, status = std::move(status)] { Done(file, status); });
 }
 
-void FrameWriter::Done(const Status& status)
+void FrameWriter::Done(const File& file, const Status& status)
 {
     --underWay;
-    if (!status && !failure)
-        failure = status.GetError();
+    if (status || (failure && failedNumber < file.number))
+        return;
+    failure = status.GetError();
+    failedNumber = file.number;
 }
 
 void FrameWriter::WaitForFewerThan(int count)

@@ -23,20 +23,28 @@ public:
     /// Starts writing a texture; waits first while too many are under way.
     void Write(const Texture& texture, ImageFormat format, std::string path);
 
-    /// Waits until everything has been written and returns the first failure.
+    /// Waits until everything has been written and returns the failure of the earliest write that failed.
     Status Finish();
 
     /// True when something could not be written.
     bool HasFailed() const { return failure.has_value(); }
 
 private:
-    void WaitForFewerThan(int count);
-    void Encode(const Image& image, ImageFormat format, const std::string& path);
-    void Save(const std::vector<std::uint8_t>& bytes, const std::string& path);
-    void Done(const Status& status);
+    struct File
+    {
+        std::string path;
+        long long number; // in the order of Write: pictures may overtake each other while they are encoded
+    };
 
+    void WaitForFewerThan(int count);
+    void Encode(const Image& image, ImageFormat format, const File& file);
+    void Save(const std::vector<std::uint8_t>& bytes, const File& file);
+    void Done(const File& file, const Status& status);
+
+    long long started = 0;
     int underWay = 0;
     std::optional<Error> failure;
+    long long failedNumber = 0;
 };
 
 } // namespace Varkle

@@ -30,10 +30,10 @@ Status ApplySet(GraphSession& session, const std::string& text)
 {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos)
-        return Error{fmt::format("--set {}: it must have the form KEY.PARAMETER=VALUE", Quoted(text))};
+        return Error{fmt::format("--set {}: it must have the form KEY.PARAMETER=VALUE.", Quoted(text))};
     const Status status = session.SetParameter(text.substr(0, equals), text.substr(equals + 1));
     if (!status)
-        return Error{fmt::format("--set {}: {}", Quoted(text), status.GetError().message)};
+        return Error{fmt::format("--set {}: {}.", Quoted(text), status.GetError().message)};
     return Ok();
 }
 
@@ -46,7 +46,7 @@ Status CheckOperatorKeys(const GraphOptions& options, const Graph& graph)
         std::vector<std::string> known;
         for (const std::unique_ptr<Operator>& op : graph.GetOperators())
             known.push_back(op->GetKey());
-        return Error{fmt::format("--operator {}: there is no such operator in {}{}", Quoted(key), options.graph,
+        return Error{fmt::format("--operator {}: there is no such operator in {}{}.", Quoted(key), options.graph,
                                  Suggestion(key, known))};
     }
     return Ok();
@@ -91,17 +91,17 @@ Result<FrameRange> ReadFrameRange(const std::string& text)
     {
         long long count = 0;
         if (!ReadWhole(view, count) || count < 1)
-            return Error{fmt::format("--frames {}: it must be a number of frames from 1 on, or A..B", Quoted(text))};
+            return Error{fmt::format("--frames {}: it must be a number of frames from 1 on, or A..B.", Quoted(text))};
         range.last = count - 1;
     }
     else if (!ReadWhole(view.substr(0, dots), range.first) || !ReadWhole(view.substr(dots + 2), range.last) ||
              range.first < 0)
-        return Error{fmt::format("--frames {}: a range must be two whole numbers A..B from 0 on", Quoted(text))};
+        return Error{fmt::format("--frames {}: a range must be two whole numbers A..B from 0 on.", Quoted(text))};
     if (range.last < range.first)
-        return Error{fmt::format("--frames {}: the range ends before it begins", Quoted(text))};
+        return Error{fmt::format("--frames {}: the range ends before it begins.", Quoted(text))};
     if (range.last > lastFrame)
         return Error{
-            fmt::format("--frames {}: the last frame that there is has the number {}", Quoted(text), lastFrame)};
+            fmt::format("--frames {}: the last frame that there is has the number {}.", Quoted(text), lastFrame)};
     return range;
 }
 

@@ -69,11 +69,11 @@ Result<OutputPattern> OutputPattern::Read(std::string_view pattern, bool several
         pattern, [](std::string_view) {},
         [&](const Placeholder& placeholder) { (placeholder.isFrame ? hasFrame : hasKey) = true; });
     if (unknown)
-        return Error{fmt::format("--output {}: {{{}}} is not known; there are {{key}}, {{frame}} and {{frame:04}}",
+        return Error{fmt::format("--output {}: {{{}}} is not known; there are {{key}}, {{frame}} and {{frame:04}}.",
                                  Quoted(pattern), *unknown)};
     if (severalOperators && !hasKey)
         return Error{
-            fmt::format("--output {}: several operators are written, so the path needs {{key}}", Quoted(pattern))};
+            fmt::format("--output {}: several operators are written, so the path needs {{key}}.", Quoted(pattern))};
     OutputPattern result;
     result.pattern = pattern;
     if (severalFrames && !hasFrame)

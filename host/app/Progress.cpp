@@ -2,6 +2,7 @@
 
 #include "Console.h"
 
+#include <cmath>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -21,7 +22,7 @@ std::string FormatBar(long long done, long long total)
 // "8 s", "2:05 min", "1:10:00 h"
 std::string FormatTime(double time)
 {
-    const auto seconds = (long long)(time + 0.5);
+    const long long seconds = std::llround(time);
     if (seconds < 60)
         return fmt::format("{} s", seconds);
     if (seconds < 3600)

@@ -31,6 +31,7 @@ struct Target
     std::string key;
     OutputPattern pattern;
     bool toStandardOutput = false;
+    long long emptyFrames = 0; // after which the operator carried nothing
 
     std::string Path(long long frame) const
     {
@@ -42,7 +43,7 @@ Error CantWriteTexture(const std::string& path)
 {
     const std::string extension = std::filesystem::path(path).extension().string();
     const bool isVideo = extension == ".mp4" || extension == ".webm";
-    return Error{fmt::format("--output {}: {}a texture is written as .png, .jpg, .bmp or .tga", Quoted(path),
+    return Error{fmt::format("--output {}: {}a texture is written as .png, .jpg, .bmp or .tga.", Quoted(path),
                              isVideo ? "videos can't be written yet; " : "")};
 }
 
@@ -51,15 +52,15 @@ Result<Target> MakeTarget(const RenderOptions& options, const Operator& op, std:
 {
     const std::string key = op.GetKey();
     if (op.GetOutputs().empty())
-        return Error{fmt::format("the operator {} has no output: there is nothing to write", Quoted(key))};
+        return Error{fmt::format("The operator {} has no output: there is nothing to write.", Quoted(key))};
     const bool isTexture = op.GetOutputs()[0]->GetDataTypeName() == "Texture";
     if (options.output == "-")
     {
         if (operatorCount > 1 || frames.Count() > 1)
-            return Error{"--output -: standard output takes the file of one operator and one frame"};
+            return Error{"--output -: standard output takes the file of one operator and one frame."};
         if (!isTexture)
             return Error{
-                fmt::format("the operator {} gives no texture: it can't be written as a picture", Quoted(key))};
+                fmt::format("The operator {} gives no texture: it can't be written as a picture.", Quoted(key))};
         return Target{key, {}, true};
     }
     const std::string defaultOutput = isTexture ? "{key}.png" : "{key}.glb";
@@ -69,7 +70,7 @@ Result<Target> MakeTarget(const RenderOptions& options, const Operator& op, std:
         return pattern.GetError();
     const std::string path = pattern->Path(key, frames.first);
     if (!isTexture)
-        return Error{fmt::format("the operator {} gives a {}, which can't be written to {}", Quoted(key),
+        return Error{fmt::format("The operator {} gives a {}, which can't be written to {}.", Quoted(key),
                                  op.GetOutputs()[0]->GetDataTypeName(), Quoted(path))};
     if (!FindImageFormat(path))
         return CantWriteTexture(path);
@@ -83,7 +84,7 @@ Result<std::vector<Target>> MakeTargets(const RenderOptions& options, const Grap
     std::ranges::sort(keys);
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     if (keys.empty() && session.GetGraph().GetOperators().empty())
-        return Error{fmt::format("{}: the graph has no operators: there is nothing to render", options.graph)};
+        return Error{fmt::format("{}: the graph has no operators: there is nothing to render.", options.graph)};
     std::vector<Target> targets;
     for (const std::string& key : keys)
     {
@@ -95,46 +96,88 @@ Result<std::vector<Target>> MakeTargets(const RenderOptions& options, const Grap
     return targets;
 }
 
-// Follows what feeds an operator up to one that carries nothing although all that feeds it, if anything, does.
-const Operator& FindSilentSource(const Operator& op)
+// Returns an operator that feeds this one and carries nothing, or null.
+const Operator* FindSilentSource(const Operator& op)
 {
     for (const Object* const port : op.GetInputs())
     {
         const auto* const input = dynamic_cast<const DataInput*>(port);
         const DataOutput* const source = input ? input->GetConnection() : nullptr;
         if (source && !source->IsActive())
-            return FindSilentSource(*source->GetOperator());
+            return source->GetOperator();
     }
-    return op;
+    return nullptr;
 }
 
 void PrintCarriesNothing(const Operator& op, long long frame)
 {
-    const Operator& source = FindSilentSource(op);
-    const std::string hint = &source == &op
-                                 ? std::string()
-                                 : fmt::format(", and neither does {}, which it depends on", Quoted(source.GetKey()));
+    const Operator* root = nullptr; // from where on nothing comes down to the operator
+    for (const Operator* source = FindSilentSource(op); source; source = FindSilentSource(*source))
+        root = source;
+    const std::string hint =
+        root ? fmt::format(", and neither does {}, which it depends on", Quoted(root->GetKey())) : std::string();
     PrintError(fmt::format("The operator {} carries nothing after frame {}{}: no file is written for it.",
                            Quoted(op.GetKey()), frame, hint));
 }
 
-// Starts writing what the targets carry now. Returns false when one of them carries nothing.
-bool WriteFrame(const GraphSession& session, const std::vector<Target>& targets, long long frame, FrameWriter& writer)
+// Starts writing what the targets carry now.
+void WriteFrame(const GraphSession& session, std::vector<Target>& targets, long long frame, FrameWriter& writer)
 {
-    bool complete = true;
-    for (const Target& target : targets)
+    for (Target& target : targets)
     {
         const Texture texture = session.GetTexture(target.key);
         if (!texture)
         {
-            PrintCarriesNothing(*session.GetGraph().Find(target.key), frame);
-            complete = false;
+            if (++target.emptyFrames == 1)
+                PrintCarriesNothing(*session.GetGraph().Find(target.key), frame);
             continue;
         }
         const std::string path = target.Path(frame);
         writer.Write(texture, FindImageFormat(path).value_or(ImageFormat::Png), path);
     }
-    return complete;
+}
+
+// Runs the frames and writes their files, until something stands in the way.
+Status RunFrames(GraphSession& session, std::vector<Target>& targets, const FrameRange& frames)
+{
+    std::vector<std::string> keys;
+    for (const Target& target : targets)
+        keys.push_back(target.key);
+    FrameWriter writer;
+    Progress progress(frames.Count());
+    for (long long frame = frames.first; frame <= frames.last; ++frame)
+    {
+        if (WasInterrupted() || writer.HasFailed() || Graphics::IsLost())
+            break;
+        const TraceSpan span("frame", fmt::format("frame {}", frame));
+        session.GoToFrame(frame, keys);
+        WriteFrame(session, targets, frame, writer);
+        progress.Show(frame - frames.first + 1);
+    }
+    Status written = writer.Finish();
+    GraphSession::Finish();
+    return written;
+}
+
+// Says how the run ended and returns the exit status.
+int Conclude(const Status& written, const std::vector<Target>& targets, const Console& console)
+{
+    if (WasInterrupted())
+        return PrintError("The run was interrupted; the files written so far are complete."); // ends by the signal
+    if (Graphics::IsLost())
+        return MachineFailed; // the log says so already
+    if (!written)
+        return PrintError(written.GetError());
+    int status = console.HasErrors() ? WrongInput : Done;
+    for (const Target& target : targets)
+    {
+        if (target.emptyFrames > 0)
+            status = WrongInput;
+        if (target.emptyFrames > 1) // the first was reported when it came
+            PrintError(fmt::format("The operator {} carried nothing after {} frames in all.", Quoted(target.key),
+                                   target.emptyFrames));
+    }
+    return status;
 }
 
 int RunRender(const RenderOptions& options, const CommonOptions& common, const Console& console)
@@ -145,40 +188,16 @@ int RunRender(const RenderOptions& options, const CommonOptions& common, const C
     Result<GraphSession> session = OpenGraph(options, common);
     if (!session)
         return PrintError(session.GetError());
-    const Result<std::vector<Target>> targets = MakeTargets(options, *session, *frames);
+    Result<std::vector<Target>> targets = MakeTargets(options, *session, *frames);
     if (!targets)
         return PrintError(targets.GetError());
-    std::vector<std::string> keys;
-    for (const Target& target : *targets)
-        keys.push_back(target.key);
 
     WatchForInterrupts();
     const bool timed = common.stats && Graphics::StartTimings();
-    FrameWriter writer;
-    bool complete = true;
-    {
-        Progress progress(frames->Count());
-        for (long long frame = frames->first; frame <= frames->last; ++frame)
-        {
-            if (WasInterrupted() || writer.HasFailed() || Graphics::IsLost())
-                break;
-            const TraceSpan span("frame", fmt::format("frame {}", frame));
-            session->GoToFrame(frame, keys);
-            complete = WriteFrame(*session, *targets, frame, writer) && complete;
-            progress.Show(frame - frames->first + 1);
-        }
-    }
-    const Status written = writer.Finish();
-    GraphSession::Finish();
+    const Status written = RunFrames(*session, *targets, *frames);
     if (common.stats)
         PrintNote(FormatStatistics(session->GetGraph(), timed));
-    if (WasInterrupted())
-        return PrintError("The run was interrupted; the files written so far are complete."); // ends by the signal
-    if (Graphics::IsLost())
-        return MachineFailed; // the log says so already
-    if (!written)
-        return PrintError(written.GetError());
-    return complete && !console.HasErrors() ? Done : WrongInput;
+    return Conclude(written, *targets, console);
 }
 
 } // namespace

@@ -66,8 +66,8 @@ TEST_CASE("The embedding example writes the same picture as the program, and the
     const TemporaryFolder folder;
     const Outcome outcome = Embed({example, "gray", folder / "embedded.png"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.output == "");
-    CHECK(outcome.error == "");
+    CHECK(outcome.output == nothing);
+    CHECK(outcome.error == nothing);
     REQUIRE(Program({"render", example, "--output", folder / "rendered.png"}).Run().status == 0);
     CHECK(ReadBytes(folder / "embedded.png") == ReadBytes(folder / "rendered.png"));
 }
@@ -79,8 +79,8 @@ TEST_CASE("The embedding example sets a parameter, and a warning of the librarie
     // The size can't be made: the log gets a warning.
     const Outcome outcome = Embed({folder / "graph.varkle", "a", folder / "a.png", "a.Texture Size=[3, 0]"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.output == "");
-    CHECK(outcome.error == "");
+    CHECK(outcome.output == nothing);
+    CHECK(outcome.error == nothing);
     const Outcome same =
         Program({"render", folder / "graph.varkle", "--set", "a.Texture Size=[3, 0]", "--output", folder / "b.png"})
             .Run();
@@ -94,7 +94,7 @@ TEST_CASE("The embedding example gets errors as values")
     WriteBytes(folder / "graph.varkle", Document(GrayScaleOperator("a", "a") + "," + GrayScaleOperator("b", "c")));
     const Outcome wrong = Embed({folder / "graph.varkle", "a", folder / "a.png"});
     CHECK(wrong.status == 1);
-    CHECK(wrong.output == "");
+    CHECK(wrong.output == nothing);
     CHECK(Contains(wrong.error, "operator \"a\": the operator feeds itself"));
     CHECK(Contains(wrong.error, "operator \"b\": input \"Texture Input\": there is no operator \"c\""));
     CHECK(Embed({folder / "missing.varkle", "a", folder / "a.png"}).status == 1);
@@ -137,7 +137,7 @@ TEST_CASE("The installed package serves other projects, and runs from wherever i
     // The program, with its libraries and the plug-in.
     const ProgramRunner render({prefix + "/bin/varkle", "render", example, "--output", folder / "rendered.png"});
     const Outcome rendered = render.Run();
-    CHECK(rendered.error == "");
+    CHECK(rendered.error == nothing);
     REQUIRE(rendered.status == 0);
     const Outcome info = ProgramRunner({prefix + "/bin/varkle", "info"}).Run();
     CHECK(Contains(info.output, "plug-in         " + prefix + "/"));
@@ -148,8 +148,8 @@ TEST_CASE("The installed package serves other projects, and runs from wherever i
              "-DCMAKE_CXX_COMPILER=" + BuildSetting("CMAKE_CXX_COMPILER"), "-DCMAKE_CXX_FLAGS=" + SanitizerFlags()});
     Succeed({"cmake", "--build", folder / "build"});
     const Outcome embedded = ProgramRunner({folder / "build/embed", example, "gray", folder / "embedded.png"}).Run();
-    CHECK(embedded.output == "");
-    CHECK(embedded.error == "");
+    CHECK(embedded.output == nothing);
+    CHECK(embedded.error == nothing);
     REQUIRE(embedded.status == 0);
     CHECK(ReadBytes(folder / "embedded.png") == ReadBytes(folder / "rendered.png"));
 }

@@ -40,7 +40,7 @@ TEST_CASE("Inspecting a graph prints the state of every operator after the last 
                                         GrayScaleOperator("g", "c"),
                                     {"--frames", "3"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.error == "");
+    CHECK(outcome.error == nothing);
     CHECK(folder.Count() == 1); // no file but the graph's
 
     const Json json = Json::parse(outcome.output);
@@ -139,7 +139,7 @@ TEST_CASE("Inspecting the same document gives the same bytes")
     const TemporaryFolder folder;
     const std::string operators = ColorOperator("a", R"x(["noise(frame)", 0, 0])x") + "," + GrayScaleOperator("b", "a");
     const std::string first = Inspect(folder, operators, {"--frames", "5"}).output;
-    CHECK(first != "");
+    CHECK(first != nothing);
     CHECK(Inspect(folder, operators, {"--frames", "5"}).output == first);
 }
 
@@ -156,6 +156,6 @@ TEST_CASE("An inspection that is interrupted dies by the signal and prints no JS
     program.Send(SIGINT);
     const Outcome outcome = program.Wait();
     CHECK(outcome.signal == SIGINT);
-    CHECK(outcome.output == "");
+    CHECK(outcome.output == nothing);
     CHECK(outcome.error == "info: a speaks\nerror: The run was interrupted.\n");
 }

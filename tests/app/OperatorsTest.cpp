@@ -24,7 +24,7 @@ TEST_CASE("The command operators lists the type and the summary of each operator
 {
     const Outcome outcome = Run({"operators"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.error == "");
+    CHECK(outcome.error == nothing);
     CHECK(Contains(outcome.output, "Varkle.Texture.GrayScale"));
     CHECK(Contains(outcome.output, "  Converts a texture to gray.\n"));
 }
@@ -33,7 +33,7 @@ TEST_CASE("The command operators --json lists the operators in the same order as
 {
     const Outcome outcome = Run({"operators", "--json", "--plugin", TEST_OPERATORS_PLUGIN});
     CHECK(outcome.status == 0);
-    CHECK(outcome.error == "");
+    CHECK(outcome.error == nothing);
     const Json json = Json::parse(outcome.output);
     REQUIRE(json.size() == 3);
     CHECK(json[0] == Json::parse(R"({"type": "Test.Speaker", "category": "Test", "name": "Speaker",
@@ -59,7 +59,7 @@ TEST_CASE(
 {
     const Outcome byType = Run({"describe", "Varkle.Texture.GrayScale"});
     CHECK(byType.status == 0);
-    CHECK(byType.error == "");
+    CHECK(byType.error == nothing);
     CHECK(byType.output.starts_with("Grayscale  (Varkle.Texture.GrayScale)\n\nConverts a texture to gray.\n"));
     CHECK(Contains(byType.output, "\n  Method (Enum)\n"));
     CHECK(Contains(byType.output, "Values: Luminance, Average, Brightest, Darkest.\n"));
@@ -86,7 +86,7 @@ TEST_CASE("The command describe suggests a name for an operator that there is no
     {
         const Outcome outcome = Run({"describe", name});
         CHECK(outcome.status == 1);
-        CHECK(outcome.output == "");
+        CHECK(outcome.output == nothing);
         CHECK(outcome.error == message);
     }
 }
@@ -95,7 +95,7 @@ TEST_CASE("The command info prints the adapter, its limits, the plug-ins and the
 {
     const Outcome outcome = Run({"info"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.error == "");
+    CHECK(outcome.error == nothing);
     CHECK(Contains(outcome.output, "\nadapter "));
     CHECK(Contains(outcome.output, "\nlimits          texture side "));
     CHECK(Contains(outcome.output, "\nplug-in         " + std::string(VARKLE_PLUGIN) + "\n"));
@@ -125,7 +125,7 @@ TEST_CASE("The command import makes a graph of files, with a key from each name 
     };
     const Outcome printed = import({});
     CHECK(printed.status == 0);
-    CHECK(printed.error == "");
+    CHECK(printed.error == nothing);
     const Json operators = Json::parse(printed.output).at("operators");
     CHECK(operators == Json::parse(R"([
         {"key": "sea_view__1_", "type": "Varkle.Texture.LoadImage", "parameters": {"Path": "sea view (1).jpg"}},
@@ -135,8 +135,8 @@ TEST_CASE("The command import makes a graph of files, with a key from each name 
 
     const Outcome saved = import({"--output", "pictures/graph.varkle"});
     CHECK(saved.status == 0);
-    CHECK(saved.output == "");
-    CHECK(saved.error == "");
+    CHECK(saved.output == nothing);
+    CHECK(saved.error == nothing);
     const Json inFolder = Json::parse(ReadBytes(folder / "pictures/graph.varkle")).at("operators");
     CHECK(inFolder[0].at("parameters").at("Path") == "../sea view (1).jpg");
     CHECK(inFolder[1].at("parameters").at("Path") == "a.PNG");
@@ -166,7 +166,7 @@ TEST_CASE("The command import reports every file that it can't take, and writes 
                                 .In(folder.GetPath())
                                 .Run();
     CHECK(outcome.status == 1);
-    CHECK(outcome.output == "");
+    CHECK(outcome.output == nothing);
     CHECK(Contains(outcome.error,
                    "error: notes.txt: no importer takes files of this kind; there are importers for .bmp "));
     CHECK(Contains(outcome.error, "error: missing.png: there is no such file.\n"));
@@ -179,8 +179,8 @@ TEST_CASE("The command check says nothing about documents that are right")
     const Outcome outcome =
         Run({"check", VARKLE_SOURCES "/examples/grayscale.varkle", VARKLE_SOURCES "/examples/pulse.varkle"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.output == "");
-    CHECK(outcome.error == "");
+    CHECK(outcome.output == nothing);
+    CHECK(outcome.error == nothing);
 }
 
 TEST_CASE("The command check reports every error of every document, without a GPU")
@@ -196,7 +196,7 @@ TEST_CASE("The command check reports every error of every document, without a GP
                                 .With("VK_DRIVER_FILES", "/nonexistent")
                                 .Run();
     CHECK(outcome.status == 1);
-    CHECK(outcome.output == "");
+    CHECK(outcome.output == nothing);
     CHECK(outcome.error ==
           "error: first.varkle:2:37: operator \"a\": there is no operator type \"Varkle.Texture.Colour\" (did you mean "
           "\"Varkle.Texture.Color\"?)\n"
@@ -211,13 +211,13 @@ TEST_CASE("Help lists the commands and the options, of a command or of all")
 {
     const Outcome all = Run({"--help"});
     CHECK(all.status == 0);
-    CHECK(all.error == "");
+    CHECK(all.error == nothing);
     for (const char* const name : {"render", "inspect", "check", "import", "operators", "describe", "info", "--plugin",
                                    "--adapter", "--log", "--trace", "--stats", "--version"})
         CHECK(Contains(all.output, name));
     const Outcome one = Run({"render", "--help"});
     CHECK(one.status == 0);
-    CHECK(one.error == "");
+    CHECK(one.error == nothing);
     for (const char* const name : {"GRAPH", "--frames", "--operator", "--output", "--set", "varkle --help"})
         CHECK(Contains(one.output, name));
     CHECK(Run({"-h"}).output == all.output);
@@ -227,7 +227,7 @@ TEST_CASE("The version is printed on one line with the name")
 {
     const Outcome outcome = Run({"--version"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.error == "");
+    CHECK(outcome.error == nothing);
     CHECK(outcome.output.starts_with("varkle "));
     CHECK(std::count(outcome.output.begin(), outcome.output.end(), '\n') == 1);
 }
@@ -247,6 +247,6 @@ TEST_CASE("Help, operators and documents need neither a GPU nor a driver")
         INFO(command.front());
         const Outcome outcome = Program(command).With("VK_DRIVER_FILES", "/nonexistent").Run();
         CHECK(outcome.status == 0);
-        CHECK(outcome.error == "");
+        CHECK(outcome.error == nothing);
     }
 }

@@ -94,32 +94,33 @@ TEST_CASE_METHOD(TwoOperators, "An output path that can't be is refused before a
         std::vector<std::string> arguments;
         const char* message;
     } cases[] = {
-        {{"--output", "x.png"}, "error: --output \"x.png\": several operators are written, so the path needs {key}\n"},
+        {{"--output", "x.png"}, "error: --output \"x.png\": several operators are written, so the path needs {key}.\n"},
         {{"--output", "{kay}.png"},
-         "error: --output \"{kay}.png\": {kay} is not known; there are {key}, {frame} and {frame:04}\n"},
+         "error: --output \"{kay}.png\": {kay} is not known; there are {key}, {frame} and {frame:04}.\n"},
         {{"--operator", "a", "--output", "{frame:4}.png"},
-         "error: --output \"{frame:4}.png\": {frame:4} is not known; there are {key}, {frame} and {frame:04}\n"},
+         "error: --output \"{frame:4}.png\": {frame:4} is not known; there are {key}, {frame} and {frame:04}.\n"},
         {{"--operator", "a", "--output", "{frame:0x}.png"},
-         "error: --output \"{frame:0x}.png\": {frame:0x} is not known; there are {key}, {frame} and {frame:04}\n"},
+         "error: --output \"{frame:0x}.png\": {frame:0x} is not known; there are {key}, {frame} and {frame:04}.\n"},
         {{"--operator", "a", "--output", "{frame:0999999999}.png"},
          "error: --output \"{frame:0999999999}.png\": {frame:0999999999} is not known; there are {key}, {frame} and "
-         "{frame:04}\n"},
+         "{frame:04}.\n"},
         {{"--operator", "a", "--output", "a.gif"},
-         "error: --output \"a.gif\": a texture is written as .png, .jpg, .bmp or .tga\n"},
+         "error: --output \"a.gif\": a texture is written as .png, .jpg, .bmp or .tga.\n"},
         {{"--operator", "a", "--output", "png"},
-         "error: --output \"png\": a texture is written as .png, .jpg, .bmp or .tga\n"},
+         "error: --output \"png\": a texture is written as .png, .jpg, .bmp or .tga.\n"},
         {{"--operator", "a", "--output", "a.glb"},
-         "error: --output \"a.glb\": a texture is written as .png, .jpg, .bmp or .tga\n"},
+         "error: --output \"a.glb\": a texture is written as .png, .jpg, .bmp or .tga.\n"},
         {{"--operator", "a", "--output", "a.mp4"},
-         "error: --output \"a.mp4\": videos can't be written yet; a texture is written as .png, .jpg, .bmp or .tga\n"},
+         "error: --output \"a.mp4\": videos can't be written yet; a texture is written as .png, .jpg, .bmp or .tga.\n"},
         {{"--operator", "a", "--output", "a.webm"},
-         "error: --output \"a.webm\": videos can't be written yet; a texture is written as .png, .jpg, .bmp or .tga\n"},
+         "error: --output \"a.webm\": videos can't be written yet; a texture is written as .png, .jpg, .bmp or "
+         ".tga.\n"},
     };
     for (const auto& [arguments, message] : cases)
     {
         const Outcome outcome = Render(arguments);
         CHECK(outcome.status == 1);
-        CHECK(outcome.output == "");
+        CHECK(outcome.output == nothing);
         CHECK(outcome.error == message);
         CHECK(Files().empty());
     }
@@ -136,7 +137,7 @@ TEST_CASE("A mesh is not written as a picture, and says so")
                 .In(folder.GetPath())
                 .Run();
         CHECK(outcome.status == 1);
-        CHECK(Contains(outcome.error, "error: the operator \"m\" gives "));
+        CHECK(Contains(outcome.error, "error: The operator \"m\" gives "));
     }
     CHECK(folder.Count() == 1);
 }

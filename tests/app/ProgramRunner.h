@@ -21,6 +21,9 @@
 namespace Varkle
 {
 
+/// What a program prints that prints nothing: comparing with it shows what was printed instead.
+inline const std::string nothing;
+
 /// Tells how a program ended and what it printed.
 struct Outcome
 {

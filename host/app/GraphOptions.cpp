@@ -120,9 +120,8 @@ Result<GraphDocument> ReadDocument(const std::string& path)
 {
     std::vector<DocumentError> errors;
     GraphDocument document = GraphDocument::Load(path, errors);
-    // What could be read of a faulty text may have faults of its own; of one that could not be read nothing is left.
-    std::ranges::move(document.Check(), std::back_inserter(errors));
-    std::ranges::stable_sort(errors, {}, [](const DocumentError& e) { return std::pair(e.line, e.column); });
+    if (errors.empty())
+        errors = document.Check();
     if (!errors.empty())
         return Error{JoinErrors(errors)};
     return document;

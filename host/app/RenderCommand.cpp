@@ -11,8 +11,10 @@
 #include "Varkle/Gpu/Ports.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace Varkle
 {
@@ -141,8 +143,7 @@ void WriteFrame(const GraphSession& session, std::vector<Target>& targets, long 
 Status RunFrames(GraphSession& session, std::vector<Target>& targets, const FrameRange& frames)
 {
     std::vector<std::string> keys;
-    for (const Target& target : targets)
-        keys.push_back(target.key);
+    std::ranges::transform(targets, std::back_inserter(keys), &Target::key);
     FrameWriter writer;
     Progress progress(frames.Count());
     for (long long frame = frames.first; frame <= frames.last; ++frame)

@@ -500,3 +500,21 @@ TEST_CASE("A signal that the caller ignores does not end a run")
     CheckIsSilent(program.Wait());
     CHECK(Written(folder).size() == 60);
 }
+
+TEST_CASE("Every example renders without a message")
+{
+    int examples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(VARKLE_SOURCES "/examples"))
+    {
+        if (entry.path().extension() != ".varkle")
+            continue;
+        ++examples;
+        INFO(entry.path().string());
+        const TemporaryFolder folder;
+        const Outcome outcome = Program({"render", entry.path().string(), "--frames", "2"}).In(folder.GetPath()).Run();
+        CHECK(outcome.status == 0);
+        CHECK(outcome.error == std::string());
+        CHECK(Written(folder).size() >= 2);
+    }
+    CHECK(examples >= 2);
+}

@@ -5,7 +5,6 @@
 #include "support/LogRecorder.h"
 #include "support/TemporaryFolder.h"
 
-
 using namespace Varkle;
 using namespace Varkle::Testing;
 

@@ -1,8 +1,8 @@
 #include "Json.h"
 
+#include "support/Catch.h"
 #include <array>
 #include <bit>
-#include "support/Catch.h"
 #include <charconv>
 #include <cmath>
 #include <cstdint>

@@ -5,8 +5,8 @@
 namespace Varkle
 {
 
-/// Holds a colour: red, green, blue and alpha, usually 0 to 1, not premultiplied. Double precision, so that a value that
-/// a user typed reads back as typed.
+/// Holds a colour: red, green, blue and alpha, usually 0 to 1, not premultiplied. Double precision, so that a value
+/// that a user typed reads back as typed.
 struct Color
 {
     double r = 0.0;

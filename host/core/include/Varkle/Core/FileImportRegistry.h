@@ -22,8 +22,8 @@ public:
     static FileImportRegistry& Get();
 
     /// Says that a file with one of the extensions (with the leading point, case of ASCII letters ignored) becomes an
-    /// operator of `type`; `import`, unless empty, is called with the new operator and the file's path. Later registrations
-    /// win over earlier ones.
+    /// operator of `type`; `import`, unless empty, is called with the new operator and the file's path. Later
+    /// registrations win over earlier ones.
     void RegisterImporter(std::vector<std::string> extensions, const ObjectType* type, Import import);
     /// Forgets the importers of a type.
     void UnregisterImporters(const ObjectType* type);

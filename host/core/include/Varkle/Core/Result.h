@@ -16,7 +16,7 @@ struct Error
 };
 
 /// Holds either a value or the error that stood in its way. Ask `if (result)` before `*result`.
-template <class T>
+template<class T>
 class Result
 {
 public:

@@ -42,12 +42,6 @@ bool Contains(const Buffer& buffer, std::uint64_t offset, std::uint64_t size)
     return offset <= available && size <= available - offset;
 }
 
-void Submit(const wgpu::CommandEncoder& encoder)
-{
-    const wgpu::CommandBuffer commands = encoder.Finish();
-    Graphics::GetQueue().Submit(1, &commands);
-}
-
 // Copies through a staging buffer. Returns false when there is none to be had.
 bool UploadStaged(const wgpu::Buffer& target, const void* data, std::uint64_t size, std::uint64_t offset)
 {
@@ -61,7 +55,7 @@ bool UploadStaged(const wgpu::Buffer& target, const void* data, std::uint64_t si
     staging.Unmap();
     const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
     encoder.CopyBufferToBuffer(staging, 0, target, offset, padded);
-    Submit(encoder);
+    Internal::Submit(encoder);
     BufferPool::GiveStaging(staging);
     return true;
 }
@@ -70,7 +64,7 @@ void Clear(const wgpu::Buffer& buffer)
 {
     const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
     encoder.ClearBuffer(buffer);
-    Submit(encoder);
+    Internal::Submit(encoder);
 }
 
 } // namespace
@@ -136,7 +130,7 @@ void Buffer::CopyFrom(const Buffer& source, std::uint64_t sourceOffset, std::uin
         return;
     const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
     encoder.CopyBufferToBuffer(source.storage->buffer, sourceOffset, storage->buffer, destinationOffset, size);
-    Submit(encoder);
+    Internal::Submit(encoder);
 }
 
 unsigned long Buffer::GetSizeInBytes() const

@@ -36,6 +36,9 @@ unsigned long DeviceGeneration();
 /// True when objects of that generation can go on being used: the device exists still and was not lost.
 bool IsCurrent(unsigned long generation);
 
+/// Finishes the commands and hands them to the queue.
+void Submit(const wgpu::CommandEncoder& encoder);
+
 /// Sleeps until the future's callback has run, or the time is over. Returns whether it has run.
 bool Wait(wgpu::Future future, std::chrono::nanoseconds timeout = std::chrono::nanoseconds::max());
 

@@ -70,8 +70,7 @@ void EndBatch()
     const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
     encoder.ResolveQuerySet(batch.queries, 0, queries, resolved, 0);
     encoder.CopyBufferToBuffer(resolved, 0, batch.readable, 0, bytes);
-    const wgpu::CommandBuffer commands = encoder.Finish();
-    Graphics::GetQueue().Submit(1, &commands);
+    Internal::Submit(encoder);
     batch.mapping = batch.readable.MapAsync(wgpu::MapMode::Read, 0, bytes, wgpu::CallbackMode::AllowProcessEvents,
                                             [](wgpu::MapAsyncStatus, wgpu::StringView) {});
     state.underWay.push_back(std::move(batch));

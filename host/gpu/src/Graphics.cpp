@@ -441,6 +441,12 @@ std::string ErrorScope::Finish()
     return complaint;
 }
 
+void Submit(const wgpu::CommandEncoder& encoder)
+{
+    const wgpu::CommandBuffer commands = encoder.Finish();
+    Graphics::GetQueue().Submit(1, &commands);
+}
+
 std::string_view FirstLine(std::string_view message)
 {
     return message.substr(0, message.find('\n'));

@@ -94,8 +94,7 @@ void Begin(const ReadBackPointer& readBack, const Texture& asked)
     const wgpu::Extent3D extent{std::uint32_t(readBack->size.x), std::uint32_t(readBack->size.y)};
     const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
     encoder.CopyTextureToBuffer(&source, &target, &extent);
-    const wgpu::CommandBuffer commands = encoder.Finish();
-    Graphics::GetQueue().Submit(1, &commands);
+    Internal::Submit(encoder);
 
     readBack->generation = Internal::DeviceGeneration();
     readBack->progress = Progress::UnderWay;

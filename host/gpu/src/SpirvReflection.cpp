@@ -1,5 +1,7 @@
 #include "SpirvReflection.h"
 
+#include "Quoted.h"
+
 #include <spirv_cross/spirv_cross_c.h>
 
 #include <algorithm>
@@ -24,11 +26,6 @@ struct DestroyContext
     void operator()(spvc_context context) const { spvc_context_destroy(context); }
 };
 using Context = std::unique_ptr<std::remove_pointer_t<spvc_context>, DestroyContext>;
-
-std::string Quoted(std::string_view name)
-{
-    return '"' + std::string(name) + '"';
-}
 
 std::uint32_t RoundUp(std::uint32_t alignment, std::uint32_t value)
 {

@@ -98,12 +98,6 @@ wgpu::Texture CreateTexture(const PoolKey& key)
     return nullptr;
 }
 
-void Submit(const wgpu::CommandEncoder& encoder)
-{
-    const wgpu::CommandBuffer commands = encoder.Finish();
-    Graphics::GetQueue().Submit(1, &commands);
-}
-
 void UploadPixels(const wgpu::Texture& texture, const Image& image)
 {
     const auto width = std::uint32_t(image.GetWidth());
@@ -129,7 +123,7 @@ void UploadPixels(const wgpu::Texture& texture, const Image& image)
         source.layout.rowsPerImage = height;
         const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
         encoder.CopyBufferToTexture(&source, &target, &extent);
-        Submit(encoder);
+        Internal::Submit(encoder);
         BufferPool::GiveStaging(staging);
         return;
     }
@@ -268,7 +262,7 @@ void TextureAccess::ClearFresh(const Texture& texture)
     pass.colorAttachmentCount = 1;
     pass.colorAttachments = &attachment;
     encoder.BeginRenderPass(&pass).End();
-    Submit(encoder);
+    Internal::Submit(encoder);
 }
 
 Texture Texture::FromImage(const Image& image, bool srgb)

@@ -1,5 +1,6 @@
 #include "WgslReflection.h"
 
+#include "Quoted.h"
 #include "WgslTypes.h"
 
 #include <algorithm>
@@ -15,11 +16,6 @@ using namespace Wgsl;
 
 // The highest number of a group, binding or location that is taken seriously; WebGPU's own limits are lower.
 constexpr int maxNumber = 999;
-
-std::string Quoted(std::string_view name)
-{
-    return '"' + std::string(name) + '"';
-}
 
 ShaderStage StageOf(const Function& function)
 {

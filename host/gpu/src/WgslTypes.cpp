@@ -1,5 +1,7 @@
 #include "WgslTypes.h"
 
+#include "Quoted.h"
+
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -15,11 +17,6 @@ namespace
 constexpr int maxDepth = 64;       // types within types, constants within constants, parentheses
 constexpr int maxVisits = 100'000; // types and constants looked at
 constexpr std::uint64_t maxBytes = std::numeric_limits<std::uint32_t>::max();
-
-std::string Quoted(std::string_view name)
-{
-    return '"' + std::string(name) + '"';
-}
 
 // ---- Sizes ----
 

@@ -99,9 +99,9 @@ TEST_CASE("A file that may not be written is left alone")
         {
             if (geteuid() == 0 && setuid(65534) != 0) // nothing is forbidden to the superuser
                 return 1;
-            const Status status = WriteFileAtomically(path, "new");
-            const bool expected = !status && !status.GetError().machine &&
-                                  status.GetError().message == "could not write " + path + ": Permission denied.";
+            const std::optional<FileError> error = TryToWriteFileAtomically(path, "new");
+            const bool expected = error && !error->opened && !error->machine &&
+                                  error->message == "could not write " + path + ": Permission denied.";
             return expected ? 0 : 2;
         });
     CHECK(result == 0);
@@ -157,6 +157,34 @@ TEST_CASE("A folder and an empty path can't be written")
     CHECK(folder.Count() == 0);
 }
 
+TEST_CASE("A path with a null character is an error, and no file of the name before it is made")
+{
+    const TemporaryFolder folder;
+    CHECK(!WriteFileAtomically(folder / std::string_view("a\0b", 3), "x"));
+    CHECK(folder.Count() == 0);
+}
+
+TEST_CASE("An error tells what can't be opened from what can't be written")
+{
+    const TemporaryFolder folder;
+    CHECK(!TryToWriteFileAtomically(folder / "file", "x"));
+    CHECK(ReadBytes(folder / "file") == "x");
+    for (const std::string& path : {folder / "missing/file", folder / "file/below", folder.GetPath().string(),
+                                    folder / std::string(300, 'x'), std::string("/proc/file"), std::string()})
+    {
+        INFO(path);
+        const std::optional<FileError> error = TryToWriteFileAtomically(path, "x");
+        REQUIRE(error);
+        CHECK_FALSE(error->opened);
+        CHECK(error->message.starts_with("could not write " + path + ": "));
+    }
+    const std::optional<FileError> error = TryToWriteFileAtomically("/dev/full", "x");
+    REQUIRE(error);
+    CHECK(error->opened);
+    CHECK(error->machine);
+    CHECK(error->message == "could not write /dev/full: No space left on device.");
+}
+
 TEST_CASE("A device is written to as it is, and one that is full is an error of the machine")
 {
     CHECK(WriteFileAtomically("/dev/null", "x"));
@@ -190,9 +218,9 @@ TEST_CASE("When there is no room for the bytes the old file stays and the tempor
             std::signal(SIGXFSZ, SIG_IGN);
             const rlimit limit{1000, 1000};
             setrlimit(RLIMIT_FSIZE, &limit);
-            const Status status = WriteFileAtomically(path, std::string(5000, 'x'));
-            const bool expected = !status && status.GetError().machine &&
-                                  status.GetError().message == "could not write " + path + ": File too large.";
+            const std::optional<FileError> error = TryToWriteFileAtomically(path, std::string(5000, 'x'));
+            const bool expected = error && error->opened && error->machine &&
+                                  error->message == "could not write " + path + ": File too large.";
             return expected ? 0 : 1;
         });
     CHECK(result == 0);

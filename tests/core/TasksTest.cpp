@@ -173,11 +173,26 @@ TEST_CASE("There is work until the background work has ended and its result was 
                                Tasks::RunOnMainThread([] {});
                            });
     CHECK(Tasks::HasWork());
+    CHECK(Tasks::CountWork() == 1);
     release.set_value();
     Tasks::Shutdown();
     CHECK(Tasks::HasWork());
+    CHECK(Tasks::CountWork() == 1);
     Tasks::RunMainThreadTasks();
     CHECK(!Tasks::HasWork());
+    CHECK(Tasks::CountWork() == 0);
+}
+
+TEST_CASE("Work is counted while it runs, while it waits, and while it waits for the main thread")
+{
+    std::promise<void> release;
+    for (const std::shared_future<void> released = release.get_future().share(); Tasks::CountWork() < 3;)
+        Tasks::RunInBackground(Tasks::Kind::FileIo, [released] { released.wait(); }); // one runs, two wait
+    Tasks::RunOnMainThread([] {});
+    CHECK(Tasks::CountWork() == 4);
+    release.set_value();
+    Drain();
+    CHECK(Tasks::CountWork() == 0);
 }
 
 TEST_CASE("An exception that leaves background work is logged on the main thread, and the thread goes on")

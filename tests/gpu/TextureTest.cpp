@@ -227,10 +227,12 @@ TEST_CASE("Read-backs call back in their order, each once and never at once")
     Texture().ReadPixelsAsync(note);
     CHECK(widths.empty());
     CHECK(Graphics::HasReadBacks());
+    CHECK(Graphics::CountReadBacks() == 4);
     while (Graphics::WaitForReadBack(std::chrono::seconds(60)))
     {
     }
     CHECK_FALSE(Graphics::HasReadBacks());
+    CHECK(Graphics::CountReadBacks() == 0);
     CHECK_FALSE(Graphics::WaitForReadBack(std::chrono::milliseconds(0)));
     std::sort(widths.begin(), widths.end()); // the one that fails at once may come first
     CHECK(widths == std::vector<int>{0, 2, 40, 40});

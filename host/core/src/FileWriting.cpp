@@ -19,6 +19,23 @@ namespace fs = std::filesystem;
 
 constexpr int noReason = 0; // the steps below return this or an errno value
 
+// How writing ended.
+struct Outcome
+{
+    bool opened = false;
+    int reason = noReason;
+};
+
+Outcome NotOpened(int reason)
+{
+    return {false, reason};
+}
+
+Outcome Opened(int reason)
+{
+    return {true, reason};
+}
+
 bool IsMachineReason(int reason)
 {
     static constexpr int reasons[] = {ENOSPC, EDQUOT, EFBIG, EIO, ENOMEM, EMFILE, ENFILE};
@@ -55,10 +72,10 @@ int WriteAndClose(int file, std::string_view bytes)
     return reason != noReason ? reason : closeReason;
 }
 
-int WriteStraight(const fs::path& path, std::string_view bytes)
+Outcome WriteStraight(const fs::path& path, std::string_view bytes)
 {
     const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    return file < 0 ? errno : WriteAndClose(file, bytes);
+    return file < 0 ? NotOpened(errno) : Opened(WriteAndClose(file, bytes));
 }
 
 // Makes a new hidden file in the folder and puts its path into `path`. Returns the file, or -1 with errno set.
@@ -75,14 +92,14 @@ int CreateTemporary(const fs::path& folder, fs::path& path)
 }
 
 // `old` is null when there is no file yet.
-int Replace(const fs::path& path, const struct stat* old, std::string_view bytes)
+Outcome Replace(const fs::path& path, const struct stat* old, std::string_view bytes)
 {
     if (old && access(path.c_str(), W_OK) != 0)
-        return errno;
+        return NotOpened(errno);
     fs::path temporary;
     const int file = CreateTemporary(path.parent_path(), temporary);
     if (file < 0)
-        return errno;
+        return NotOpened(errno);
     if (old)
         (void)fchmod(file, old->st_mode & 07777); // some file systems have no permissions
     int reason = WriteAndClose(file, bytes);
@@ -90,17 +107,21 @@ int Replace(const fs::path& path, const struct stat* old, std::string_view bytes
         reason = errno;
     if (reason != noReason)
         (void)unlink(temporary.c_str());
-    return reason;
+    return Opened(reason);
 }
 
-int Write(const std::string& path, std::string_view bytes)
+Outcome Write(const std::string& path, std::string_view bytes)
 {
+    if (path.empty())
+        return NotOpened(ENOENT);
+    if (path.find('\0') != std::string::npos)
+        return NotOpened(EINVAL);
     struct stat old = {};
     const bool exists = stat(path.c_str(), &old) == 0;
     if (!exists && errno != ENOENT)
-        return errno;
+        return NotOpened(errno);
     if (exists && S_ISDIR(old.st_mode))
-        return EISDIR;
+        return NotOpened(EISDIR);
     if (exists && !S_ISREG(old.st_mode))
         return WriteStraight(path, bytes);
     return Replace(FollowLinks(path), exists ? &old : nullptr, bytes);
@@ -110,11 +131,19 @@ int Write(const std::string& path, std::string_view bytes)
 
 Status WriteFileAtomically(const std::string& path, std::string_view bytes)
 {
-    const int reason = Write(path, bytes);
+    if (const std::optional<FileError> error = TryToWriteFileAtomically(path, bytes))
+        return Error(*error);
+    return Ok();
+}
+
+std::optional<FileError> TryToWriteFileAtomically(const std::string& path, std::string_view bytes)
+{
+    const auto [opened, reason] = Write(path, bytes);
     if (reason == noReason)
-        return Ok();
-    return Error{"could not write " + path + ": " + std::generic_category().message(reason) + ".",
-                 IsMachineReason(reason)};
+        return {};
+    return FileError{
+        {"could not write " + path + ": " + std::generic_category().message(reason) + ".", IsMachineReason(reason)},
+        opened};
 }
 
 } // namespace Varkle

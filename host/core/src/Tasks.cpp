@@ -168,11 +168,16 @@ void RunMainThreadTasks()
     }
 }
 
-bool HasWork()
+std::size_t CountWork()
 {
     State& state = GetState();
     const std::lock_guard lock(state.mutex);
-    return state.unfinished > 0 || !state.mainQueue.empty();
+    return state.unfinished + state.mainQueue.size();
+}
+
+bool HasWork()
+{
+    return CountWork() > 0;
 }
 
 bool WaitForMainThreadTasks(std::chrono::milliseconds timeout)

@@ -9,10 +9,43 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <thread>
 #include <utility>
 
 namespace Varkle
 {
+
+namespace
+{
+
+// Waits until no more read-backs and pieces of work than that are under way.
+void FinishAllBut(std::size_t count)
+{
+    constexpr std::chrono::milliseconds patience(20); // the end of work that hands nothing over wakes nobody
+    while (Tasks::CountWork() + Graphics::CountReadBacks() > count)
+    {
+        if (Graphics::HasReadBacks())
+            Graphics::WaitForReadBack(patience);
+        else
+            Tasks::WaitForMainThreadTasks(patience);
+        Tasks::RunMainThreadTasks();
+    }
+}
+
+} // namespace
+
+void WaitForBacklog()
+{
+    // Keeps all cores busy, and lets a live graph save some pictures at once without being held up.
+    const std::size_t most = std::max(16U, 2 * std::thread::hardware_concurrency());
+    FinishAllBut(most);
+}
+
+GraphSession::State::~State()
+{
+    Finish();
+}
 
 std::string GraphSession::State::UnknownOperator(std::string_view key) const
 {
@@ -141,14 +174,7 @@ void GraphSession::Pump()
 
 void GraphSession::Finish()
 {
-    while (Tasks::HasWork() || (Graphics::IsStarted() && Graphics::HasReadBacks()))
-    {
-        if (Graphics::IsStarted() && Graphics::HasReadBacks())
-            Graphics::WaitForReadBack(std::chrono::milliseconds(100));
-        else
-            Tasks::WaitForMainThreadTasks(std::chrono::milliseconds(100));
-        Tasks::RunMainThreadTasks();
-    }
+    FinishAllBut(0);
 }
 
 std::string GraphSession::Inspect(const std::vector<LogLine>& log) const

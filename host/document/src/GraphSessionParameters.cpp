@@ -207,6 +207,7 @@ void GraphSession::State::GoToFrame(long long newFrame)
     if (ApplyToNewParameters())
         EvaluateAnimated(); // fires the triggers among the new ones
     Pump();
+    WaitForBacklog();
 }
 
 Status GraphSession::State::SetParameter(std::string_view target, std::string_view text)

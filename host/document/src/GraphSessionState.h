@@ -56,14 +56,23 @@ std::string InOperator(const Operator& op);
 /// Returns a message for a name that none of an operator's parameters has.
 std::string NoSuchParameter(const Operator& op, std::string_view name);
 
+/// Waits while so many read-backs and pieces of work are under way that pictures would pile up in memory: for graphs
+/// that save more of them than the machine can encode.
+void WaitForBacklog();
+
 /// Holds what a session consists of.
 struct GraphSession::State
 {
     explicit State(GraphDocument loaded) : document(std::move(loaded)) {}
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    /// Waits for the work that operators started: the plug-in whose code it runs may be unloaded next.
+    ~State();
 
     /// Makes the operators, connects them and sets their parameters. What is wrong lies in `errors` afterwards.
     void Build();
-    /// Sets the clock, evaluates expressions, sets parameters that are new, and runs pending main-thread work.
+    /// Sets the clock, evaluates expressions, sets parameters that are new, runs pending main-thread work, and waits
+    /// while there is too much of it.
     void GoToFrame(long long newFrame);
     Status SetParameter(std::string_view target, std::string_view text);
     /// Returns a message for a key that no operator has.

@@ -292,15 +292,20 @@ void ProcessEvents()
 
 bool WaitForReadBack(std::chrono::milliseconds timeout)
 {
-    if (!ReadBacks::HasAny())
+    if (!HasReadBacks())
         return false;
     ReadBacks::Wait(timeout);
     return true;
 }
 
+std::size_t CountReadBacks()
+{
+    return ReadBacks::Count();
+}
+
 bool HasReadBacks()
 {
-    return ReadBacks::HasAny();
+    return CountReadBacks() > 0;
 }
 
 void WaitForGpu()

@@ -161,9 +161,9 @@ void Texture::ReadPixelsAsync(std::function<void(Image)> done) const
 namespace ReadBacks
 {
 
-bool HasAny()
+std::size_t Count()
 {
-    return !All().empty();
+    return All().size();
 }
 
 void Deliver()

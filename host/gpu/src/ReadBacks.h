@@ -3,12 +3,13 @@
 #include "Varkle/Gpu/Texture.h"
 
 #include <chrono>
+#include <cstddef>
 
 // The read-backs that are under way, for Graphics.
 namespace Varkle::ReadBacks
 {
 
-bool HasAny();
+std::size_t Count();
 /// Runs the callbacks of those that have finished.
 void Deliver();
 /// Sleeps until one has finished and ran its callback, or the time is over.

@@ -7,6 +7,7 @@
 #include "Varkle/Gpu/Pipeline.h"
 
 #include <cctype>
+#include <map>
 
 namespace Varkle
 {
@@ -56,9 +57,12 @@ std::string NormalizeSwizzle(std::string_view swizzle)
 Texture CopySwizzled(const Texture& source, wgpu::TextureFormat format, const std::string& swizzle)
 {
     static const Shader& shader = *new Shader(Shader::FromWgsl(shaderSource));
+    // Kept, since a pipeline that nobody holds is dropped, and a running graph may copy in every frame.
+    static auto& pipelines = *new std::map<wgpu::TextureFormat, RenderPipeline>;
     const FrameBufferFormat targetFormat{.colorFormats = {format}};
-    const RenderPipeline pipeline =
-        RenderPipelineBuilder().SetShader(shader).SetFrameBufferFormat(targetFormat).Build();
+    RenderPipeline& pipeline = pipelines[format];
+    if (!pipeline)
+        pipeline = RenderPipelineBuilder().SetShader(shader).SetFrameBufferFormat(targetFormat).Build();
     UniformBuffer channels(shader, 1, wgpu::BufferUsage::Uniform | wgpu::BufferUsage::CopyDst);
     const char* const names[] = {"red", "green", "blue", "alpha"};
     for (std::size_t i = 0; i < 4; ++i)

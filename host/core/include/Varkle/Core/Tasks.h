@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 
 /// Runs work beside the main thread. Work must own copies of all it uses and must not touch operators; results come
@@ -29,7 +30,10 @@ void RunOnMainThread(std::function<void()> work);
 /// only.
 void RunMainThreadTasks();
 
-/// True while background work is queued or running or main-thread work is queued.
+/// Returns how many pieces of work there are: background work that is queued or running and main-thread work that is
+/// queued.
+std::size_t CountWork();
+/// True while there is any.
 bool HasWork();
 
 /// Sleeps until main-thread work is queued, all background work is done, or the time is over. Returns true when there

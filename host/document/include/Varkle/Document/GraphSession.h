@@ -39,6 +39,7 @@ public:
 
     GraphSession(GraphSession&&) noexcept;
     GraphSession& operator=(GraphSession&&) noexcept;
+    /// Waits as Finish does, so that what operators started (pictures that are being saved) is done when it goes.
     ~GraphSession();
 
     /// Sets a parameter from now on, replacing its value or expression: `target` is "key.Parameter", e.g.
@@ -49,7 +50,9 @@ public:
     Status SetParameter(std::string_view target, std::string_view value);
 
     /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator
-    /// that is outdated then. Frames may be visited in any order.
+    /// that is outdated then. Frames may be visited in any order. When earlier frames started more background work than
+    /// the machine has finished (pictures that are saved on every frame), it waits for some of it first, so that memory
+    /// stays bounded.
     void GoToFrame(long long frame);
     /// Does the same for the operators with these keys, what feeds them, and the operators without outputs and what
     /// feeds those. An unknown key is an error, and nothing runs.

@@ -3,6 +3,7 @@
 #include "Varkle/Core/Result.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -84,7 +85,9 @@ void ProcessEvents();
 /// Sleeps until a read-back has finished and ran its callback, or the time is over. Returns false when none is in
 /// flight.
 bool WaitForReadBack(std::chrono::milliseconds timeout);
-/// True while a read-back is in flight.
+/// Returns how many read-backs are in flight.
+std::size_t CountReadBacks();
+/// True while there is any.
 bool HasReadBacks();
 /// Sleeps until everything submitted so far has been done by the GPU.
 void WaitForGpu();

@@ -80,7 +80,7 @@ class TextureView
 {
 public:
     TextureView() = default;
-    TextureView(const Texture& texture, const TextureViewOptions& options);
+    TextureView(const Texture& texture, const TextureViewOptions& options = {});
     TextureView(const wgpu::TextureView& view, const wgpu::Sampler& sampler);
 
     const wgpu::TextureView& GetTextureViewHandle() const { return view; }

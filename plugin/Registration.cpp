@@ -2,10 +2,26 @@
 
 #include "Varkle/Core/FileImportRegistry.h"
 #include "Varkle/Core/TypeLibrary.h"
+#include "Varkle/Gpu/Shader.h"
 #include "core/Resources.h"
+#include "texture/Blend.h"
+#include "texture/Blur.h"
+#include "texture/ChannelShuffle.h"
 #include "texture/Color.h"
+#include "texture/ColorCorrect.h"
+#include "texture/ColorRamp.h"
+#include "texture/CrossFader.h"
+#include "texture/Displace.h"
+#include "texture/EdgeDetect.h"
 #include "texture/GrayScale.h"
 #include "texture/LoadImage.h"
+#include "texture/LookupUV.h"
+#include "texture/Mixer.h"
+#include "texture/Noise.h"
+#include "texture/Resize.h"
+#include "texture/SaveImage.h"
+#include "texture/SineWave.h"
+#include "texture/Transform.h"
 
 #include <string>
 
@@ -23,10 +39,33 @@ struct Row
 
 // In the order in which the host lists them.
 constexpr Row operators[] = {
+    {ColorCorrect::Type, "Docs/Operators/Texture/Color Correct.md"},
+    {Blend::Type, "Docs/Operators/Texture/Blend.md"},
+    {Blur::Type, "Docs/Operators/Texture/Blur.md"},
+    {ChannelShuffle::Type, "Docs/Operators/Texture/Channel Shuffle.md"},
+    {ColorRamp::Type, "Docs/Operators/Texture/Color Ramp.md"},
     {ColorOperator::Type, "Docs/Operators/Texture/Color.md"},
+    {CrossFader::Type, "Docs/Operators/Texture/Cross Fader.md"},
+    {Displace::Type, "Docs/Operators/Texture/Displace.md"},
+    {EdgeDetect::Type, "Docs/Operators/Texture/Edge Detect.md"},
     {LoadImage::Type, "Docs/Operators/Texture/Load Image.md"},
+    {SaveImage::Type, "Docs/Operators/Texture/Save Image.md"},
     {GrayScale::Type, "Docs/Operators/Texture/Grayscale.md"},
+    {LookupUV::Type, "Docs/Operators/Texture/Lookup UV.md"},
+    {Mixer::Type, "Docs/Operators/Texture/Mixer.md"},
+    {Noise::Type, "Docs/Operators/Texture/Noise.md"},
+    {Resize::Type, "Docs/Operators/Texture/Resize.md"},
+    {SineWave::Type, "Docs/Operators/Texture/Sine Wave.md"},
+    {TransformTexture::Type, "Docs/Operators/Texture/Transform.md"},
 };
+
+// Sources that shaders include by name.
+void RegisterIncludes()
+{
+    Shader::AddIncludableFile("Noise/PSRD2.wgsl", std::string(Resources::ReadText("Shaders/Noise/psrdnoise2.wgsl")));
+    Shader::AddIncludableFile("Noise/PSRD3.wgsl", std::string(Resources::ReadText("Shaders/Noise/psrdnoise3.wgsl")));
+    Shader::AddIncludableFile("Random.wgsl", std::string(Resources::ReadText("Shaders/Random.wgsl")));
+}
 
 void RegisterOperator(const Row& row)
 {
@@ -46,6 +85,7 @@ void RegisterImageImporter()
 
 void RegisterOperatorsAndImporters()
 {
+    RegisterIncludes();
     for (const Row& row : operators)
         RegisterOperator(row);
     RegisterImageImporter();

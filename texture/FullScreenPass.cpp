@@ -16,10 +16,22 @@ Buffer MakeFullScreenQuad()
     return buffer;
 }
 
+TextureView MakeRepeatingView(const Texture& texture, const std::string& swizzle)
+{
+    TextureViewOptions options;
+    options.addressMode = wgpu::AddressMode::Repeat;
+    options.swizzle = swizzle;
+    return {texture, options};
+}
+
 FullScreenPass::FullScreenPass(const std::string& shaderName)
-    : shader(ShaderCache::GetShader(shaderName)),
-      quad(MakeFullScreenQuad()),
-      uniforms(shader, 1, wgpu::BufferUsage::Uniform | wgpu::BufferUsage::CopyDst)
+    : FullScreenPass(shaderName, UniformBuffer(ShaderCache::GetShader(shaderName), 1,
+                                               wgpu::BufferUsage::Uniform | wgpu::BufferUsage::CopyDst))
+{
+}
+
+FullScreenPass::FullScreenPass(const std::string& shaderName, const UniformBuffer& sharedUniforms)
+    : shader(ShaderCache::GetShader(shaderName)), quad(MakeFullScreenQuad()), uniforms(sharedUniforms)
 {
     RebuildPipeline(InitialFrameBufferFormat());
 }
@@ -38,17 +50,17 @@ void FullScreenPass::RebuildPipeline(const FrameBufferFormat& newFormat)
                    .SetFrameBufferFormat(pipelineFormat)
                    .DefineVertexBuffer(0, {0}, wgpu::VertexStepMode::Vertex)
                    .Build();
-    uniformGroup = BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build();
+    if (HasUniforms())
+        uniformGroup = BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build();
 }
 
-wgpu::BindGroup FullScreenPass::MakeTextureGroup(int group, std::initializer_list<Texture> textures,
-                                                 const TextureViewOptions& options) const
+wgpu::BindGroup FullScreenPass::MakeTextureGroup(int group, std::initializer_list<TextureView> views) const
 {
     BindGroupBuilder builder(pipeline, group);
     int binding = 0;
-    for (const Texture& texture : textures)
+    for (const TextureView& view : views)
     {
-        builder.AddTextureView(binding, binding + 1, TextureView(texture, options));
+        builder.AddTextureView(binding, binding + 1, view);
         binding += 2;
     }
     return builder.Build();
@@ -62,9 +74,10 @@ void FullScreenPass::Draw(const FrameBuffer& target, std::initializer_list<wgpu:
     recorder.BindFrameBuffer(target)
         .ClearColorBuffer({0, 0, 0, 1})
         .BindPipeline(pipeline)
-        .BindVertexBuffer(0, quad, 0, std::uint64_t(-1))
-        .BindBindGroup(0, uniformGroup);
-    int group = 1;
+        .BindVertexBuffer(0, quad, 0, std::uint64_t(-1));
+    int group = 0;
+    if (HasUniforms())
+        recorder.BindBindGroup(group++, uniformGroup);
     for (const wgpu::BindGroup& textures : textureGroups)
         recorder.BindBindGroup(group++, textures);
     recorder.Draw(6, 1, 0, 0).Submit();

@@ -20,42 +20,49 @@ namespace Varkle
 ///     const FrameBuffer target = settings.CreateFrameBuffer();
 ///     pass.Draw(target, {pass.MakeTextureGroup(1, {texture})});
 ///
-/// The shader has the entry points vs_main (the quad's clip-space corners at location 0) and fs_main, its uniform block
-/// at group 0, binding 0, and its textures, each followed by its sampler, from group 1 on.
+/// The shader has one vertex stage (the quad's clip-space corners at location 0) and one fragment stage, its uniform
+/// block at group 0, binding 0, and its textures, each followed by its sampler, from group 1 on; without a uniform
+/// block the textures start at group 0.
 class FullScreenPass
 {
 public:
     /// Takes the shader "Shaders/" + name and sets up the quad and the uniform block.
     explicit FullScreenPass(const std::string& shaderName);
+    /// Shares the uniform block of another pass, whose shader declares the same one.
+    FullScreenPass(const std::string& shaderName, const UniformBuffer& sharedUniforms);
 
     /// Rebuilds the pipeline when the format is not the one that it was built for.
     void SetFormat(const FrameBufferFormat& newFormat);
 
+    const UniformBuffer& GetUniforms() const { return uniforms; }
     /// Addresses a member of the uniform block.
     UniformProxy GetUniform(std::string_view name) { return uniforms.GetBlock(0).GetVariable(name); }
 
-    /// Binds textures from binding 0 on, each followed by its sampler, with linear filtering and clamped edges unless
-    /// the options say otherwise.
-    wgpu::BindGroup MakeTextureGroup(int group, std::initializer_list<Texture> textures,
-                                     const TextureViewOptions& options = {}) const;
+    /// Binds views from binding 0 on, each texture followed by its sampler. A texture stands for its default view:
+    /// linear filtering, clamped edges.
+    wgpu::BindGroup MakeTextureGroup(int group, std::initializer_list<TextureView> views) const;
 
     /// Uploads the uniforms that changed and draws the quad in one pass, submitted at once, on opaque black. The groups
-    /// are those from group 1 on, in order.
+    /// are those behind the uniform block's, in order.
     void Draw(const FrameBuffer& target, std::initializer_list<wgpu::BindGroup> textureGroups);
 
 private:
     void RebuildPipeline(const FrameBufferFormat& newFormat);
+    bool HasUniforms() const { return uniforms.GetStructSize() > 0; }
 
     Shader shader;
     Buffer quad;
     UniformBuffer uniforms;
     RenderPipeline pipeline;
-    wgpu::BindGroup uniformGroup;
+    wgpu::BindGroup uniformGroup; // null without uniforms
     FrameBufferFormat pipelineFormat;
 };
 
 /// Returns a vertex buffer with the two triangles that cover a frame buffer: six corners in clip space, two floats
 /// each.
 Buffer MakeFullScreenQuad();
+
+/// Returns a view that wraps around at the texture's edges, with linear filtering.
+TextureView MakeRepeatingView(const Texture& texture, const std::string& swizzle = "RGBA");
 
 } // namespace Varkle

@@ -44,9 +44,8 @@ private:
     FrameBufferFormat format;
 };
 
-/// Returns the names of "Output Format" for a number of inputs: none; "Copy Input", "Manual"; "Copy Input A", "Copy
-/// Input B",
-/// ..., "Manual". Only the first 8 inputs can be followed.
+/// Returns the names of "Output Format" for a number of inputs: none; "Copy Input", "Manual"; "Copy Input A",
+/// "Copy Input B", ..., "Manual". Only the first 8 inputs can be followed.
 std::vector<std::string> GetTextureSettingNames(unsigned inputCount);
 
 /// Returns a format that no operator's output has, so that a pipeline that was built for it is rebuilt at the first

@@ -50,8 +50,24 @@ TEST_CASE("Loading registers the operator types in their order, unloading forget
     {
         const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
         REQUIRE(plugin);
-        CHECK(RegisteredIds() ==
-              std::vector<std::string>{"Varkle.Texture.Color", "Varkle.Texture.LoadImage", "Varkle.Texture.GrayScale"});
+        CHECK(RegisteredIds() == std::vector<std::string>{                                                          "Varkle.Texture.ColorCorrect",
+                                                          "Varkle.Texture.Blend",
+                                                          "Varkle.Texture.Blur",
+                                                          "Varkle.Texture.ChannelShuffle",
+                                                          "Varkle.Texture.ColorRamp",
+                                                          "Varkle.Texture.Color",
+                                                          "Varkle.Texture.CrossFader",
+                                                          "Varkle.Texture.Displace",
+                                                          "Varkle.Texture.EdgeDetect",
+                                                          "Varkle.Texture.LoadImage",
+                                                          "Varkle.Texture.SaveImage",
+                                                          "Varkle.Texture.GrayScale",
+                                                          "Varkle.Texture.LookupUV",
+                                                          "Varkle.Texture.Mixer",
+                                                          "Varkle.Texture.Noise",
+                                                          "Varkle.Texture.Resize",
+                                                          "Varkle.Texture.SineWave",
+                                                          "Varkle.Texture.Transform"});
     }
     CHECK(RegisteredIds().empty());
     CHECK(FileImportRegistry::Get().FindType("a.png") == nullptr);

@@ -65,6 +65,15 @@ public:
 
     void SetEnum(std::string_view name, std::string_view value) { Parameter<EnumParameter>(name).SetValue(value); }
     void SetFloat(std::string_view name, double value) { Parameter<FloatParameter>(name).SetValue(value); }
+    void SetInt(std::string_view name, long long value) { Parameter<IntParameter>(name).SetValue(value); }
+    void SetBool(std::string_view name, bool value) { Parameter<BoolParameter>(name).SetValue(value); }
+    void SetString(std::string_view name, std::string_view value) { Parameter<StringParameter>(name).SetValue(value); }
+    void SetVector2(std::string_view name, glm::dvec2 value) { Parameter<Vector2Parameter>(name).SetValue(value); }
+    void SetColor(std::string_view name, const Color& value) { Parameter<ColorParameter>(name).SetValue(value); }
+    void SetTransform(std::string_view name, const glm::mat4& value)
+    {
+        Parameter<Transform3DParameter>(name).SetValue(value);
+    }
     void SetSize(glm::ivec2 size)
     {
         if (op->FindParameter("Output Format"))
@@ -78,16 +87,36 @@ public:
         DataInput* const target = op->FindInput(input);
         if (!target)
             throw std::invalid_argument("there is no input " + std::string(input));
-        if (!target->GetConnection())
+        Connect(*target, texture);
+    }
+    void Connect(DataInput& target, const Texture& texture)
+    {
+        if (!target.GetConnection())
         {
             Operator* const added = graph.Add(TextureSource::Type());
-            if (!graph.Connect(*added->GetOutputs()[0], *target))
+            if (!graph.Connect(*added->GetOutputs()[0], target))
                 throw std::logic_error("the source can't be connected");
         }
-        static_cast<TextureSource*>(target->GetConnection()->GetOperator())->Set(texture);
+        static_cast<TextureSource*>(target.GetConnection()->GetOperator())->Set(texture);
     }
 
     void Disconnect(std::string_view input) { graph.Disconnect(*op->FindInput(input)); }
+
+    DataInputList& InputList(std::string_view name)
+    {
+        DataInputList* const list = op->FindInputList(name);
+        if (!list)
+            throw std::invalid_argument("there is no input list " + std::string(name));
+        return *list;
+    }
+
+    /// Adds an element at the end of a list and feeds it with a texture, as Connect does. Returns the element.
+    DataInput& ConnectToList(std::string_view list, const Texture& texture)
+    {
+        DataInput& added = *InputList(list).AddInput();
+        Connect(added, texture);
+        return added;
+    }
 
     void Execute() { graph.Run(); }
 

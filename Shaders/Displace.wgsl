@@ -1,0 +1,45 @@
+// Displace: each pixel fetched from a place shifted by the second texture's first two channels.
+
+struct UniformsStruct
+{
+    strength: f32,       // the shift of a difference of 1, in texture coordinates
+    midPoint: vec2<f32>, // the values that shift nothing
+}
+
+@group(0) @binding(0) var<uniform> uniforms: UniformsStruct;
+@group(1) @binding(0) var inputTexture: texture_2d<f32>;
+@group(1) @binding(1) var inputSampler: sampler;
+@group(1) @binding(2) var displaceTexture: texture_2d<f32>;
+@group(1) @binding(3) var displaceSampler: sampler;
+
+struct VertexInput
+{
+    @location(0) position: vec2<f32>,
+}
+
+struct VertexOutput
+{
+    @builtin(position) clip_position: vec4<f32>,
+    @location(0) uv: vec2<f32>,
+}
+
+struct FragmentInput
+{
+    @location(0) uv: vec2<f32>,
+}
+
+@vertex
+fn vs_main(in: VertexInput) -> VertexOutput
+{
+    var out: VertexOutput;
+    out.clip_position = vec4<f32>(in.position, 0.0, 1.0);
+    out.uv = vec2<f32>(0.5 * (in.position.x + 1.0), 0.5 * (1.0 - in.position.y));
+    return out;
+}
+
+@fragment
+fn fs_main(in: FragmentInput) -> @location(0) vec4<f32>
+{
+    let d = textureSample(displaceTexture, displaceSampler, in.uv).xy - uniforms.midPoint;
+    return textureSample(inputTexture, inputSampler, in.uv + d * uniforms.strength);
+}

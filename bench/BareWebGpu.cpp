@@ -1,8 +1,7 @@
 #include "BareWebGpu.h"
 
+#include "Varkle/Gpu/BlendMode.h"
 #include "Varkle/Gpu/Graphics.h"
-
-#include <array>
 
 namespace Varkle::Bench
 {
@@ -10,13 +9,13 @@ namespace Varkle::Bench
 namespace
 {
 
-wgpu::TextureView MakeTarget(glm::ivec2 size)
+wgpu::Texture MakeTarget(glm::ivec2 size)
 {
     wgpu::TextureDescriptor descriptor;
     descriptor.size = {std::uint32_t(size.x), std::uint32_t(size.y), 1};
     descriptor.format = wgpu::TextureFormat::RGBA8Unorm;
     descriptor.usage = wgpu::TextureUsage::RenderAttachment | wgpu::TextureUsage::TextureBinding;
-    return Graphics::GetDevice().CreateTexture(&descriptor).CreateView();
+    return Graphics::GetDevice().CreateTexture(&descriptor);
 }
 
 wgpu::Buffer MakeBuffer(const void* data, std::size_t size, wgpu::BufferUsage usage)
@@ -29,7 +28,7 @@ wgpu::Buffer MakeBuffer(const void* data, std::size_t size, wgpu::BufferUsage us
     return buffer;
 }
 
-wgpu::RenderPipeline MakePipeline(const std::string& wgsl)
+wgpu::RenderPipeline MakePipeline(const std::string& wgsl, bool premultiplied)
 {
     wgpu::ShaderSourceWGSL source;
     source.code = wgpu::StringView(wgsl.data(), wgsl.size());
@@ -48,6 +47,7 @@ wgpu::RenderPipeline MakePipeline(const std::string& wgsl)
     layout.stepMode = wgpu::VertexStepMode::Vertex;
     wgpu::ColorTargetState color;
     color.format = wgpu::TextureFormat::RGBA8Unorm;
+    color.blend = premultiplied ? &BlendMode::AlphaPremultiplied : nullptr;
     wgpu::FragmentState fragment;
     fragment.module = module;
     fragment.targetCount = 1;
@@ -61,40 +61,71 @@ wgpu::RenderPipeline MakePipeline(const std::string& wgsl)
 }
 
 wgpu::BindGroup MakeGroup(const wgpu::RenderPipeline& pipeline, std::uint32_t group,
-                          const wgpu::BindGroupEntry* entries, std::size_t count)
+                          const std::vector<wgpu::BindGroupEntry>& entries)
 {
     wgpu::BindGroupDescriptor descriptor;
     descriptor.layout = pipeline.GetBindGroupLayout(group);
-    descriptor.entryCount = count;
-    descriptor.entries = entries;
+    descriptor.entryCount = entries.size();
+    descriptor.entries = entries.data();
     return Graphics::GetDevice().CreateBindGroup(&descriptor);
+}
+
+wgpu::BindGroup MakeUniformGroup(const wgpu::RenderPipeline& pipeline, const std::vector<std::byte>& uniforms)
+{
+    wgpu::BindGroupEntry entry;
+    entry.binding = 0;
+    entry.buffer = MakeBuffer(uniforms.data(), uniforms.size(), wgpu::BufferUsage::Uniform);
+    return MakeGroup(pipeline, 0, {entry});
+}
+
+wgpu::BindGroup MakeTextureGroup(const wgpu::RenderPipeline& pipeline, std::uint32_t group,
+                                 const std::vector<BareTexture>& textures)
+{
+    std::vector<wgpu::BindGroupEntry> entries;
+    for (const BareTexture& texture : textures)
+    {
+        wgpu::SamplerDescriptor descriptor;
+        descriptor.magFilter = wgpu::FilterMode::Linear;
+        descriptor.minFilter = wgpu::FilterMode::Linear;
+        descriptor.addressModeU = descriptor.addressModeV = descriptor.addressModeW = texture.addressMode;
+        wgpu::BindGroupEntry& view = entries.emplace_back();
+        view.binding = std::uint32_t(entries.size() - 1);
+        view.textureView = texture.texture.CreateView();
+        wgpu::BindGroupEntry& sampler = entries.emplace_back();
+        sampler.binding = std::uint32_t(entries.size() - 1);
+        sampler.sampler = Graphics::GetDevice().CreateSampler(&descriptor);
+    }
+    return MakeGroup(pipeline, group, entries);
 }
 
 } // namespace
 
-BarePass::BarePass(glm::ivec2 size) : targets{MakeTarget(size), MakeTarget(size)} {}
+BarePass::BarePass(glm::ivec2 size) : textures{MakeTarget(size), MakeTarget(size)}
+{
+    targets = {textures[0].CreateView(), textures[1].CreateView()};
+}
 
-BarePass::BarePass(const std::string& wgsl, glm::ivec2 size, const wgpu::Texture& input)
-    : targets{MakeTarget(size), MakeTarget(size)}, pipeline(MakePipeline(wgsl))
+BarePass::BarePass(const std::string& wgsl, glm::ivec2 size, const std::vector<BareDraw>& draws, bool premultiplied)
+    : BarePass(size)
 {
     constexpr std::array<float, 12> corners = {-1, 1, 1, 1, -1, -1, -1, -1, 1, 1, 1, -1};
     quad = MakeBuffer(corners.data(), sizeof(corners), wgpu::BufferUsage::Vertex);
+    pipeline = MakePipeline(wgsl, premultiplied);
+    for (const BareDraw& draw : draws)
+    {
+        std::vector<wgpu::BindGroup>& made = groups.emplace_back();
+        if (!draw.uniforms.empty())
+            made.push_back(MakeUniformGroup(pipeline, draw.uniforms));
+        for (const std::vector<BareTexture>& group : draw.textures)
+            made.push_back(MakeTextureGroup(pipeline, std::uint32_t(made.size()), group));
+    }
+}
 
-    constexpr std::array<std::uint32_t, 4> zeros = {};
-    wgpu::BindGroupEntry uniform;
-    uniform.binding = 0;
-    uniform.buffer = MakeBuffer(zeros.data(), sizeof(zeros), wgpu::BufferUsage::Uniform);
-    uniformGroup = MakeGroup(pipeline, 0, &uniform, 1);
-
-    wgpu::SamplerDescriptor samplerDescriptor;
-    samplerDescriptor.magFilter = wgpu::FilterMode::Linear;
-    samplerDescriptor.minFilter = wgpu::FilterMode::Linear;
-    std::array<wgpu::BindGroupEntry, 2> textureEntries;
-    textureEntries[0].binding = 0;
-    textureEntries[0].textureView = input.CreateView();
-    textureEntries[1].binding = 1;
-    textureEntries[1].sampler = Graphics::GetDevice().CreateSampler(&samplerDescriptor);
-    textureGroup = MakeGroup(pipeline, 1, textureEntries.data(), textureEntries.size());
+wgpu::Texture BarePass::FixTarget()
+{
+    textures[1] = textures[0];
+    targets[1] = targets[0];
+    return textures[0];
 }
 
 void BarePass::Run() const
@@ -114,9 +145,12 @@ void BarePass::Run() const
     {
         pass.SetPipeline(pipeline);
         pass.SetVertexBuffer(0, quad);
-        pass.SetBindGroup(0, uniformGroup);
-        pass.SetBindGroup(1, textureGroup);
-        pass.Draw(6);
+        for (const std::vector<wgpu::BindGroup>& draw : groups)
+        {
+            for (std::size_t i = 0; i < draw.size(); ++i)
+                pass.SetBindGroup(std::uint32_t(i), draw[i]);
+            pass.Draw(6);
+        }
     }
     pass.End();
     const wgpu::CommandBuffer commands = encoder.Finish();

@@ -4,6 +4,18 @@
 #include "Varkle/Core/TypeLibrary.h"
 #include "Varkle/Gpu/Shader.h"
 #include "core/Resources.h"
+#include "material/PbrMaterial.h"
+#include "material/UnlitMaterial.h"
+#include "mesh/Copy.h"
+#include "mesh/CreateAttribute.h"
+#include "mesh/Cube.h"
+#include "mesh/Distance.h"
+#include "mesh/Move.h"
+#include "mesh/Noise.h"
+#include "mesh/NoiseAttribute.h"
+#include "mesh/SetMaterial.h"
+#include "mesh/Sphere.h"
+#include "mesh/Transform.h"
 #include "texture/Blend.h"
 #include "texture/Blur.h"
 #include "texture/ChannelShuffle.h"
@@ -39,6 +51,18 @@ struct Row
 
 // In the order in which the host lists them.
 constexpr Row operators[] = {
+    {PbrMaterial::Type, "Docs/Operators/Material/PBR Material.md"},
+    {UnlitMaterialOperator::Type, "Docs/Operators/Material/Unlit Material.md"},
+    {Cube::Type, "Docs/Operators/Mesh/Cube.md"},
+    {CopyMesh::Type, "Docs/Operators/Mesh/Copy.md"},
+    {CreateAttribute::Type, "Docs/Operators/Mesh/Create Attribute.md"},
+    {MeshDistance::Type, "Docs/Operators/Mesh/Distance.md"},
+    {MeshNoise::Type, "Docs/Operators/Mesh/Noise.md"},
+    {NoiseAttribute::Type, "Docs/Operators/Mesh/Noise Attribute.md"},
+    {MeshMove::Type, "Docs/Operators/Mesh/Move.md"},
+    {Sphere::Type, "Docs/Operators/Mesh/Sphere.md"},
+    {SetMaterial::Type, "Docs/Operators/Mesh/Set Material.md"},
+    {TransformMesh::Type, "Docs/Operators/Mesh/Transform.md"},
     {ColorCorrect::Type, "Docs/Operators/Texture/Color Correct.md"},
     {Blend::Type, "Docs/Operators/Texture/Blend.md"},
     {Blur::Type, "Docs/Operators/Texture/Blur.md"},

@@ -50,7 +50,19 @@ TEST_CASE("Loading registers the operator types in their order, unloading forget
     {
         const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
         REQUIRE(plugin);
-        CHECK(RegisteredIds() == std::vector<std::string>{                                                          "Varkle.Texture.ColorCorrect",
+        CHECK(RegisteredIds() == std::vector<std::string>{"Varkle.Material.PbrMaterial",
+                                                          "Varkle.Material.UnlitMaterial",
+                                                          "Varkle.Mesh.Cube",
+                                                          "Varkle.Mesh.Copy",
+                                                          "Varkle.Mesh.CreateAttribute",
+                                                          "Varkle.Mesh.Distance",
+                                                          "Varkle.Mesh.Noise",
+                                                          "Varkle.Mesh.NoiseAttribute",
+                                                          "Varkle.Mesh.Move",
+                                                          "Varkle.Mesh.Sphere",
+                                                          "Varkle.Mesh.SetMaterial",
+                                                          "Varkle.Mesh.Transform",
+                                                          "Varkle.Texture.ColorCorrect",
                                                           "Varkle.Texture.Blend",
                                                           "Varkle.Texture.Blur",
                                                           "Varkle.Texture.ChannelShuffle",

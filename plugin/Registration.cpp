@@ -16,6 +16,8 @@
 #include "mesh/SetMaterial.h"
 #include "mesh/Sphere.h"
 #include "mesh/Transform.h"
+#include "model/Load3DModel.h"
+#include "model/Transform.h"
 #include "texture/Blend.h"
 #include "texture/Blur.h"
 #include "texture/ChannelShuffle.h"
@@ -63,6 +65,8 @@ constexpr Row operators[] = {
     {Sphere::Type, "Docs/Operators/Mesh/Sphere.md"},
     {SetMaterial::Type, "Docs/Operators/Mesh/Set Material.md"},
     {TransformMesh::Type, "Docs/Operators/Mesh/Transform.md"},
+    {Load3DModel::Type, "Docs/Operators/Model/Load 3D Model.md"},
+    {TransformModel::Type, "Docs/Operators/Model/Transform.md"},
     {ColorCorrect::Type, "Docs/Operators/Texture/Color Correct.md"},
     {Blend::Type, "Docs/Operators/Texture/Blend.md"},
     {Blur::Type, "Docs/Operators/Texture/Blur.md"},
@@ -97,6 +101,13 @@ void RegisterOperator(const Row& row)
     TypeLibrary::Get().RegisterOperator(ParseOperatorDoc(row.type(), path, Resources::ReadText(path)));
 }
 
+void RegisterModelImporter()
+{
+    FileImportRegistry::Get().RegisterImporter({".gltf", ".glb"}, Load3DModel::Type(),
+                                               [](Operator& op, const std::filesystem::path& path)
+                                               { static_cast<Load3DModel&>(op).SetFilePath(path.string()); });
+}
+
 void RegisterImageImporter()
 {
     FileImportRegistry::Get().RegisterImporter(
@@ -111,7 +122,11 @@ void RegisterOperatorsAndImporters()
 {
     RegisterIncludes();
     for (const Row& row : operators)
+    {
         RegisterOperator(row);
+        if (row.type == Load3DModel::Type)
+            RegisterModelImporter();
+    }
     RegisterImageImporter();
 }
 

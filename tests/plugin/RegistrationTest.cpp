@@ -62,6 +62,8 @@ TEST_CASE("Loading registers the operator types in their order, unloading forget
                                                           "Varkle.Mesh.Sphere",
                                                           "Varkle.Mesh.SetMaterial",
                                                           "Varkle.Mesh.Transform",
+                                                          "Varkle.Model.Load3DModel",
+                                                          "Varkle.Model.Transform",
                                                           "Varkle.Texture.ColorCorrect",
                                                           "Varkle.Texture.Blend",
                                                           "Varkle.Texture.Blur",
@@ -126,4 +128,18 @@ TEST_CASE("The image importer makes a Load Image with the file's path, and leave
     }
     CHECK(FileImportRegistry::Get().CreateOperator("/pictures/a cat.tiff") == nullptr);
     CHECK(FileImportRegistry::Get().CreateOperator("/pictures/png") == nullptr);
+}
+
+TEST_CASE("The model importer makes a Load 3D Model with the file's path")
+{
+    const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
+    REQUIRE(plugin);
+    for (const std::string path : {"/models/a cat.gltf", "/models/a cat.glb", "/models/a cat.GLB"})
+    {
+        const std::unique_ptr<Operator> op = FileImportRegistry::Get().CreateOperator(path);
+        REQUIRE(op);
+        CHECK(op->GetType()->GetId() == "Varkle.Model.Load3DModel");
+        CHECK(static_cast<StringParameter*>(op->FindParameter("File Path"))->Value() == path);
+    }
+    CHECK(FileImportRegistry::Get().CreateOperator("/models/a cat.obj") == nullptr);
 }

@@ -1,0 +1,177 @@
+#include "model/GltfJson.h"
+
+#include "model/Base64.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+namespace Varkle
+{
+
+namespace
+{
+
+// No media type: no data URI looks so, and no file is likely to be called so.
+constexpr std::string_view LiftedPrefix = "data:embedded-";
+
+class Surveyor
+{
+public:
+    explicit Surveyor(std::string_view jsonText) : text(jsonText) {}
+
+    JsonSurvey Run()
+    {
+        while (at < text.size())
+            Step(text[at++]);
+        return std::move(survey);
+    }
+
+private:
+    void Step(char c)
+    {
+        switch (c)
+        {
+        case '"':
+            return TakeString();
+        case ':':
+            key = lastString;
+            isMember = true;
+            if (depth == 1)
+                list = key;
+            return;
+        case ',':
+            ++survey.values;
+            isMember = false;
+            return;
+        case '[':
+        case '{':
+            return Open(c);
+        case ']':
+        case '}':
+            depth -= depth > 0;
+            return;
+        default:
+            return;
+        }
+    }
+
+    void Open(char c)
+    {
+        isMember = false;
+        ++survey.values;
+        survey.depth = std::max(survey.depth, ++depth);
+        if (c == '[')
+            return;
+        ++survey.objects;
+        if (depth != 3)
+            return;
+        survey.rareElements += list != "nodes" && list != "meshes" && list != "accessors" && list != "bufferViews";
+        // With an escape in it, the name may be this one.
+        survey.buffers += list == "buffers" || list.find('\\') != list.npos;
+    }
+
+    void TakeString()
+    {
+        const std::size_t begin = at;
+        at = std::min(FindClosingQuote(begin), text.size());
+        lastString = text.substr(begin, at - begin);
+        ++at;
+        if (std::exchange(isMember, false) && key == "uri" && lastString.starts_with("data:"))
+            survey.dataUris.push_back(lastString);
+    }
+
+    // Data URIs have megabytes: the C library's search beats a loop by far.
+    std::size_t FindClosingQuote(std::size_t begin) const
+    {
+        for (std::size_t quote = text.find('"', begin); quote != text.npos; quote = text.find('"', quote + 1))
+        {
+            std::size_t backslashes = 0;
+            while (quote - backslashes > begin && text[quote - backslashes - 1] == '\\')
+                ++backslashes;
+            if (backslashes % 2 == 0)
+                return quote;
+        }
+        return text.npos;
+    }
+
+    std::string_view text;
+    std::size_t at = 0;
+    std::size_t depth = 0;
+    std::string_view lastString;
+    std::string_view key;  // of the member whose value comes next
+    std::string_view list; // the member of the outermost object
+    bool isMember = false; // a colon came, its value didn't yet
+    JsonSurvey survey;
+};
+
+// Some writers escape slashes. Nothing when there is any other escape.
+std::optional<std::string> Unescape(std::string_view text)
+{
+    std::string plain;
+    plain.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        if (text[i] == '\\' && (++i == text.size() || text[i] != '/'))
+            return std::nullopt;
+        plain += text[i];
+    }
+    return plain;
+}
+
+// RFC 2397: data:[media type][;base64],data
+std::optional<std::vector<unsigned char>> DecodeDataUri(std::string_view uri)
+{
+    if (uri.find('\\') != uri.npos)
+    {
+        const std::optional<std::string> plain = Unescape(uri);
+        return plain ? DecodeDataUri(*plain) : std::nullopt;
+    }
+    const std::size_t comma = uri.find(',');
+    if (comma == uri.npos || !uri.substr(0, comma).ends_with(";base64"))
+        return std::nullopt;
+    return DecodeBase64(uri.substr(comma + 1));
+}
+
+} // namespace
+
+JsonSurvey SurveyJson(std::string_view text)
+{
+    return Surveyor(text).Run();
+}
+
+LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey)
+{
+    LiftedJson lifted;
+    const char* rest = text.data();
+    for (const std::string_view uri : survey.dataUris)
+    {
+        std::optional<std::vector<unsigned char>> content = DecodeDataUri(uri);
+        if (!content || content->empty())
+            continue;
+        lifted.text.append(rest, uri.data());
+        lifted.text += LiftedPrefix;
+        lifted.text += std::to_string(lifted.contents.size());
+        lifted.contents.push_back(std::move(*content));
+        rest = uri.data() + uri.size();
+    }
+    if (!lifted.contents.empty())
+        lifted.text.append(rest, text.data() + text.size());
+    return lifted;
+}
+
+std::vector<unsigned char>* FindLifted(std::vector<std::vector<unsigned char>>& contents, std::string_view path)
+{
+    const std::string_view name = path.substr(path.rfind('/') + 1);
+    if (!name.starts_with(LiftedPrefix))
+        return nullptr;
+    std::size_t number = 0;
+    const std::string_view digits = name.substr(LiftedPrefix.size());
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const bool isNumber = error == std::errc() && end == digits.data() + digits.size();
+    return isNumber && number < contents.size() ? &contents[number] : nullptr;
+}
+
+} // namespace Varkle

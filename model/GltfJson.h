@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Varkle
+{
+
+/// Is what a glance over the JSON text of a glTF file tells, before anything is built from it.
+struct JsonSurvey
+{
+    std::size_t depth = 0;        ///< levels of nesting
+    std::size_t values = 0;       ///< commas and opening brackets: there are hardly more values than that
+    std::size_t objects = 0;      ///< opening braces
+    std::size_t rareElements = 0; ///< elements of the file's lists other than nodes, meshes, accessors, bufferViews
+    std::size_t buffers = 0;      ///< elements of the list "buffers"
+    /// The data URIs that are values of members named "uri", as they stand between their quotes.
+    std::vector<std::string_view> dataUris;
+};
+
+/// Walks over JSON text once. Text that is no JSON is walked over all the same: its errors are the parser's to find.
+JsonSurvey SurveyJson(std::string_view text);
+
+/// Is JSON text with short names in the place of its data URIs, and what these held.
+struct LiftedJson
+{
+    std::string text;                                 ///< empty when there was nothing to lift
+    std::vector<std::vector<unsigned char>> contents; ///< by number
+};
+
+/// Takes the data URIs in base64 out of JSON text, any media type. The survey is that of the same text. A data URI that
+/// can't be decoded stays.
+///
+/// Why: parsers copy such a string several times, character by character. Decoded here, the megabytes never reach them.
+LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey);
+
+/// Returns the contents that a lifted URI, or a path that ends with one, is the name of; null for any other.
+std::vector<unsigned char>* FindLifted(std::vector<std::vector<unsigned char>>& contents, std::string_view path);
+
+} // namespace Varkle

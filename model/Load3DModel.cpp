@@ -1,0 +1,26 @@
+#include "model/Load3DModel.h"
+
+#include "model/GltfLoading.h"
+
+namespace Varkle
+{
+
+Load3DModel::Load3DModel()
+{
+    filePath.SetEditorType(StringParameter::EditorType::FilePath);
+}
+
+Load3DModel::~Load3DModel() = default;
+
+const ObjectType* Load3DModel::Type()
+{
+    static const ObjectType type("Varkle.Model.Load3DModel", Operator::Type(), [] { return new Load3DModel; });
+    return &type;
+}
+
+void Load3DModel::Execute(ExecutionContext&)
+{
+    modelOutput.Activate(filePath.Value().empty() ? Model() : *LoadFromFile(filePath.Value()));
+}
+
+} // namespace Varkle

@@ -28,13 +28,18 @@ wgpu::Buffer MakeBuffer(const void* data, std::size_t size, wgpu::BufferUsage us
     return buffer;
 }
 
-wgpu::RenderPipeline MakePipeline(const std::string& wgsl, bool premultiplied)
+wgpu::ShaderModule MakeModule(const std::string& wgsl)
 {
     wgpu::ShaderSourceWGSL source;
     source.code = wgpu::StringView(wgsl.data(), wgsl.size());
-    wgpu::ShaderModuleDescriptor moduleDescriptor;
-    moduleDescriptor.nextInChain = &source;
-    const wgpu::ShaderModule module = Graphics::GetDevice().CreateShaderModule(&moduleDescriptor);
+    wgpu::ShaderModuleDescriptor descriptor;
+    descriptor.nextInChain = &source;
+    return Graphics::GetDevice().CreateShaderModule(&descriptor);
+}
+
+wgpu::RenderPipeline MakePipeline(const std::string& wgsl, bool premultiplied)
+{
+    const wgpu::ShaderModule module = MakeModule(wgsl);
 
     wgpu::VertexAttribute attribute;
     attribute.format = wgpu::VertexFormat::Float32x2;
@@ -60,7 +65,8 @@ wgpu::RenderPipeline MakePipeline(const std::string& wgsl, bool premultiplied)
     return Graphics::GetDevice().CreateRenderPipeline(&descriptor);
 }
 
-wgpu::BindGroup MakeGroup(const wgpu::RenderPipeline& pipeline, std::uint32_t group,
+template<class Pipeline>
+wgpu::BindGroup MakeGroup(const Pipeline& pipeline, std::uint32_t group,
                           const std::vector<wgpu::BindGroupEntry>& entries)
 {
     wgpu::BindGroupDescriptor descriptor;
@@ -152,6 +158,61 @@ void BarePass::Run() const
             pass.Draw(6);
         }
     }
+    pass.End();
+    const wgpu::CommandBuffer commands = encoder.Finish();
+    Graphics::GetQueue().Submit(1, &commands);
+}
+
+BareStorage::BareStorage(const void* data, std::size_t size)
+    : BareStorage(MakeBuffer(data, size, wgpu::BufferUsage::Storage))
+{
+}
+
+BareStorage::BareStorage(std::uint64_t bytes)
+{
+    wgpu::BufferDescriptor descriptor;
+    descriptor.size = bytes;
+    descriptor.usage = wgpu::BufferUsage::Storage | wgpu::BufferUsage::CopyDst;
+    for (wgpu::Buffer& buffer : byTurns)
+        buffer = Graphics::GetDevice().CreateBuffer(&descriptor);
+}
+
+BareComputePass::BareComputePass(const std::vector<BareDispatch>& dispatches)
+{
+    for (const BareDispatch& dispatch : dispatches)
+    {
+        wgpu::ComputePipelineDescriptor descriptor;
+        descriptor.compute.module = MakeModule(dispatch.wgsl);
+        Step& step = steps.emplace_back();
+        step.pipeline = Graphics::GetDevice().CreateComputePipeline(&descriptor);
+        step.workgroups = (dispatch.count + 63) / 64;
+        const wgpu::Buffer uniforms =
+            MakeBuffer(dispatch.uniforms.data(), dispatch.uniforms.size(), wgpu::BufferUsage::Uniform);
+        for (std::size_t turn = 0; turn < 2; ++turn)
+        {
+            std::vector<wgpu::BindGroupEntry> entries(1 + dispatch.storage.size());
+            entries[0].buffer = uniforms;
+            for (std::size_t i = 1; i < entries.size(); ++i)
+            {
+                entries[i].binding = std::uint32_t(i);
+                entries[i].buffer = dispatch.storage[i - 1].byTurns[turn];
+            }
+            step.groups[turn] = MakeGroup(step.pipeline, 0, entries);
+        }
+    }
+}
+
+void BareComputePass::Run() const
+{
+    const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
+    const wgpu::ComputePassEncoder pass = encoder.BeginComputePass();
+    for (const Step& step : steps)
+    {
+        pass.SetPipeline(step.pipeline);
+        pass.SetBindGroup(0, step.groups[next]);
+        pass.DispatchWorkgroups(step.workgroups);
+    }
+    next = 1 - next;
     pass.End();
     const wgpu::CommandBuffer commands = encoder.Finish();
     Graphics::GetQueue().Submit(1, &commands);

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <glm/vec2.hpp>
 #include <string>
@@ -49,6 +50,48 @@ private:
     wgpu::Buffer quad;
     wgpu::RenderPipeline pipeline;                    // null: the pass only clears
     std::vector<std::vector<wgpu::BindGroup>> groups; // of each draw
+};
+
+/// Is a storage buffer of a bare compute pass: one, or two by turns, since an operator never writes into the buffer
+/// that it published last either.
+struct BareStorage
+{
+    explicit BareStorage(const wgpu::Buffer& always) : byTurns{always, always} {}
+    /// Makes one that holds the data.
+    BareStorage(const void* data, std::size_t size);
+    /// Makes two.
+    explicit BareStorage(std::uint64_t bytes);
+
+    std::array<wgpu::Buffer, 2> byTurns;
+};
+
+/// Is one dispatch of a compute shader in workgroups of 64.
+struct BareDispatch
+{
+    std::string wgsl;
+    std::uint32_t count;              ///< how often the shader runs
+    std::vector<std::byte> uniforms;  ///< at binding 0
+    std::vector<BareStorage> storage; ///< from binding 1 on
+};
+
+/// Runs the compute pass of a mesh operator as BarePass draws that of a texture operator.
+class BareComputePass
+{
+public:
+    explicit BareComputePass(const std::vector<BareDispatch>& dispatches);
+
+    /// Encodes and submits the pass.
+    void Run() const;
+
+private:
+    struct Step
+    {
+        wgpu::ComputePipeline pipeline;
+        std::array<wgpu::BindGroup, 2> groups;
+        std::uint32_t workgroups = 0;
+    };
+    std::vector<Step> steps;
+    mutable std::size_t next = 0;
 };
 
 /// Returns the bytes of the values one after the other, as the members of a uniform struct without gaps.

@@ -13,6 +13,7 @@ struct Effort
     int rounds = 40;
     int passesForCpu = 50;
     glm::ivec2 size{1920, 1080}; ///< of the pictures
+    unsigned vertices = 1000000; ///< of the meshes
     /// Takes the processor time of the whole process in place of the time that passes. With a driver that draws on the
     /// CPU it is steadier while other programs run; for a GPU it says nothing.
     bool processTime = false;

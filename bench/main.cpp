@@ -1,10 +1,12 @@
 // Compares the cost of operators with bare WebGPU that draws the same passes with everything prepared, in one process,
-// by turns, at 1920x1080 unless the line says otherwise. Prints one line for each comparison: both times, their ratio,
-// and the GPU objects that ours created meanwhile. The exit status is 1 when an error was logged.
+// by turns, at 1920x1080 or with a million vertices unless the line says otherwise. Prints one line for each
+// comparison: both times, their ratio, and the GPU objects that ours created meanwhile. The exit status is 1 when an
+// error was logged.
 //
 //     varkle-bench [--quick] [--process-time] [part of a line's name]
 
 #include "Compare.h"
+#include "MeshBench.h"
 #include "TextureBench.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/Graphics.h"
@@ -70,7 +72,7 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i)
     {
         if (std::string_view(argv[i]) == "--quick")
-            effort = {1, 2, {192, 108}, false};
+            effort = {1, 2, {192, 108}, 10000, false};
         else if (std::string_view(argv[i]) == "--process-time")
             effort.processTime = true;
         else
@@ -84,6 +86,7 @@ int main(int argc, char** argv)
     std::printf("%s\n", Graphics::GetAdapterInfo().name.c_str());
     PrintHeader();
     CompareTextureOperators(effort, filter);
+    CompareMeshOperators(effort, filter);
     if (std::string_view(largeGraphName).find(filter) != std::string_view::npos)
         CompareLargeGraph(effort);
     return failed ? 1 : 0;

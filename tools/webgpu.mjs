@@ -7,51 +7,16 @@
 // rewritten in the headers with the numbers from index.js. Enumerators that the library lacks get values it rejects.
 // WGPUInstanceDescriptor differs too; host/gpu/src/Device.cpp passes the library's own form.
 //
-// The archives are fetched by name and version and used only when their SHA-512 equals the one in package-lock.json.
-//
 // Usage: node tools/webgpu.mjs
 
-import { execFileSync } from "node:child_process";
-import { createHash } from "node:crypto";
 import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
-import { fileURLToPath } from "node:url";
 
-const thirdParty = path.join(path.dirname(path.dirname(fileURLToPath(import.meta.url))), "third_party");
-const target = path.join(thirdParty, "webgpu");
+import { fail, fetchPackage, replaceFolder, thirdParty } from "./packages.mjs";
+
 const headers = ["webgpu.h", "webgpu_cpp.h", "webgpu_cpp_chained_struct.h", "webgpu_cpp_print.h",
     "webgpu_enum_class_bitmasks.h"];
-
-function fail(doing, what, remedy) {
-    console.error(`error: ${doing}: ${what}`);
-    console.error(`       ${remedy}`);
-    process.exit(1);
-}
-
-// Fetches one package of the lock file, checks it and unpacks the wanted members; returns the folder that holds them.
-function fetchPackage(scratch, name, members) {
-    const lock = JSON.parse(fs.readFileSync(path.join(thirdParty, "package-lock.json"), "utf8"));
-    const { version, integrity } = lock.packages[`node_modules/${name}`];
-    let archive;
-    try {
-        const output = execFileSync("npm", ["pack", "--loglevel=error", `${name}@${version}`],
-            { cwd: scratch, encoding: "utf8", stdio: ["ignore", "pipe", "pipe"] });
-        archive = path.join(scratch, output.trim().split("\n").pop());
-    } catch (error) {
-        const reasons = (error.stderr || error.message).split("\n").map(line => line.replace(/^npm (ERR!|error) ?/, ""));
-        fail(`fetching ${name} ${version} with npm`, reasons.filter(line => line.trim()).slice(0, 3).join("; "),
-            "Check that npm reaches its registry (try: npm ping), then run the command again.");
-    }
-    const digest = "sha512-" + createHash("sha512").update(fs.readFileSync(archive)).digest("base64");
-    if (digest !== integrity)
-        fail(`checking ${name} ${version}`, `its digest is ${digest}, third_party/package-lock.json says ${integrity}.`,
-            "The archive is not the pinned one: look at what served it before you use it.");
-    const folder = path.join(scratch, name);
-    fs.mkdirSync(folder);
-    execFileSync("tar", ["-xzf", archive, "-C", folder, "--strip-components=1", ...members.map(m => `package/${m}`)]);
-    return folder;
-}
 
 // Reads `var <variable> = defineEnum({ name: number, ... })` into a map from the bare name (no case, '-', '_').
 function enumeration(script, variable) {
@@ -104,10 +69,7 @@ try {
     fs.copyFileSync(path.join(library, "LICENSE"), path.join(made, "LICENSE.library"));
     fs.copyFileSync(path.join(sources, "LICENSE"), path.join(made, "LICENSE.headers"));
 
-    // The finished folder appears at once, so that an interrupted run leaves nothing half made.
-    fs.rmSync(target, { recursive: true, force: true });
-    fs.cpSync(made, target + ".new", { recursive: true });
-    fs.renameSync(target + ".new", target);
+    replaceFolder(path.join(thirdParty, "webgpu"), made);
 } finally {
     fs.rmSync(scratch, { recursive: true, force: true });
 }

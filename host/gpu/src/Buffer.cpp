@@ -1,5 +1,6 @@
 #include "Varkle/Gpu/Buffer.h"
 
+#include "BufferAccess.h"
 #include "BufferPool.h"
 #include "GpuInternals.h"
 #include "ResourcePool.h"
@@ -141,6 +142,11 @@ unsigned long Buffer::GetSizeInBytes() const
 wgpu::Buffer Buffer::GetBufferHandle() const
 {
     return storage ? storage->buffer : nullptr;
+}
+
+bool BufferAccess::IsCurrent(const Buffer& buffer)
+{
+    return buffer.storage && Internal::IsCurrent(buffer.storage->generation);
 }
 
 namespace BufferPool

@@ -38,6 +38,10 @@ struct TextureAccess
 {
     static TextureStorage* Storage(const Texture& texture) { return texture.storage.get(); }
 
+    /// Returns what lives as long as a handle of the texture does: caches tell textures apart by it, since the GPU object
+    /// goes on to another handle then.
+    static std::shared_ptr<const void> Identity(const Texture& texture) { return texture.storage; }
+
     /// Returns a texture from the pool or a new one, with undefined content; empty, with an error in the log, when the
     /// device can't make it. Multisampled and depth textures can only be drawn into.
     static Texture Allocate(glm::ivec2 size, wgpu::TextureFormat format, std::uint32_t sampleCount);

@@ -41,6 +41,8 @@ public:
     wgpu::Buffer GetBufferHandle() const;
 
 private:
+    friend struct BufferAccess;
+
     std::shared_ptr<BufferStorage> storage;
 };
 

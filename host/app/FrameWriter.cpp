@@ -24,14 +24,27 @@ Status WriteBytes(const std::string& path, const std::vector<std::uint8_t>& byte
 
 } // namespace
 
-void FrameWriter::Write(const Texture& texture, ImageFormat format, std::string path)
+void FrameWriter::WaitForRoom()
 {
     // One picture for each core that encodes, and a few on their way to and from them.
     const int most = int(std::max(1U, std::thread::hardware_concurrency())) + 2;
     WaitForFewerThan(most);
+}
+
+void FrameWriter::Write(const Texture& texture, ImageFormat format, std::string path)
+{
+    WaitForRoom();
     ++underWay;
     texture.ReadPixelsAsync([this, format, file = File{std::move(path), started++}](const Image& image)
                             { Encode(image, format, file); });
+}
+
+void FrameWriter::Write(std::vector<std::uint8_t> bytes, std::string path)
+{
+    WaitForRoom();
+    ++underWay;
+    Tasks::RunInBackground(Tasks::Kind::FileIo, [this, bytes = std::move(bytes),
+                                                 file = File{std::move(path), started++}] { Save(bytes, file); });
 }
 
 void FrameWriter::Encode(const Image& image, ImageFormat format, const File& file)
@@ -45,6 +58,7 @@ void FrameWriter::Encode(const Image& image, ImageFormat format, const File& fil
     Tasks::RunInBackground(Tasks::Kind::Compute,
                            [this, image, format, file]
                            {
+                               const TraceSpan span("file", file.path);
                                const auto bytes = std::make_shared<std::vector<std::uint8_t>>(image.Encode(format));
                                Tasks::RunInBackground(Tasks::Kind::FileIo, [this, bytes, file] { Save(*bytes, file); });
                            });

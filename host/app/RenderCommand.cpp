@@ -1,102 +1,27 @@
 #include "Command.h"
 #include "Console.h"
 #include "FrameWriter.h"
-#include "GraphOptions.h"
-#include "OutputPath.h"
 #include "Progress.h"
+#include "RenderTargets.h"
 #include "Statistics.h"
 #include "Suggestion.h"
 #include "Varkle/Core/Trace.h"
+#include "Varkle/Gpu/Glb.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Ports.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <filesystem>
 #include <fmt/format.h>
 #include <iterator>
+#include <optional>
+#include <vector>
 
 namespace Varkle
 {
 
 namespace
 {
-
-struct RenderOptions : GraphOptions
-{
-    std::string output;
-};
-
-// What is written for one operator, frame after frame.
-struct Target
-{
-    std::string key;
-    OutputPattern pattern;
-    bool toStandardOutput = false;
-    long long emptyFrames = 0; // after which the operator carried nothing
-
-    std::string Path(long long frame) const
-    {
-        return toStandardOutput ? FrameWriter::StandardOutput : pattern.Path(key, frame);
-    }
-};
-
-Error CantWriteTexture(const std::string& path)
-{
-    const std::string extension = std::filesystem::path(path).extension().string();
-    const bool isVideo = extension == ".mp4" || extension == ".webm";
-    return Error{fmt::format("--output {}: {}a texture is written as .png, .jpg, .bmp or .tga.", Quoted(path),
-                             isVideo ? "videos can't be written yet; " : "")};
-}
-
-Result<Target> MakeTarget(const RenderOptions& options, const Operator& op, std::size_t operatorCount,
-                          const FrameRange& frames)
-{
-    const std::string key = op.GetKey();
-    if (op.GetOutputs().empty())
-        return Error{fmt::format("The operator {} has no output: there is nothing to write.", Quoted(key))};
-    const bool isTexture = op.GetOutputs()[0]->GetDataTypeName() == "Texture";
-    if (options.output == "-")
-    {
-        if (operatorCount > 1 || frames.Count() > 1)
-            return Error{"--output -: standard output takes the file of one operator and one frame."};
-        if (!isTexture)
-            return Error{
-                fmt::format("The operator {} gives no texture: it can't be written as a picture.", Quoted(key))};
-        return Target{key, {}, true};
-    }
-    const std::string defaultOutput = isTexture ? "{key}.png" : "{key}.glb";
-    Result<OutputPattern> pattern = OutputPattern::Read(options.output.empty() ? defaultOutput : options.output,
-                                                        operatorCount > 1, frames.Count() > 1);
-    if (!pattern)
-        return pattern.GetError();
-    const std::string path = pattern->Path(key, frames.first);
-    if (!isTexture)
-        return Error{fmt::format("The operator {} gives a {}, which can't be written to {}.", Quoted(key),
-                                 op.GetOutputs()[0]->GetDataTypeName(), Quoted(path))};
-    if (!FindImageFormat(path))
-        return CantWriteTexture(path);
-    return Target{key, *pattern, false};
-}
-
-Result<std::vector<Target>> MakeTargets(const RenderOptions& options, const GraphSession& session,
-                                        const FrameRange& frames)
-{
-    std::vector<std::string> keys = options.operators.empty() ? session.GetDefaultOutputs() : options.operators;
-    std::ranges::sort(keys);
-    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
-    if (keys.empty() && session.GetGraph().GetOperators().empty())
-        return Error{fmt::format("{}: the graph has no operators: there is nothing to render.", options.graph)};
-    std::vector<Target> targets;
-    for (const std::string& key : keys)
-    {
-        Result<Target> target = MakeTarget(options, *session.GetGraph().Find(key), keys.size(), frames);
-        if (!target)
-            return target.GetError();
-        targets.push_back(std::move(*target));
-    }
-    return targets;
-}
 
 // Returns an operator that feeds this one and carries nothing, or null.
 const Operator* FindSilentSource(const Operator& op)
@@ -111,72 +36,149 @@ const Operator* FindSilentSource(const Operator& op)
     return nullptr;
 }
 
-void PrintCarriesNothing(const Operator& op, long long frame)
+std::string_view DescribeGap(const RenderTarget& target)
+{
+    if (!target.video)
+        return "no file is written for it";
+    return target.video->HasPictures() ? "its video holds the frame before" : "its video begins black";
+}
+
+void PrintCarriesNothing(const RenderTarget& target, const Operator& op, long long frame)
 {
     const Operator* root = nullptr; // from where on nothing comes down to the operator
     for (const Operator* source = FindSilentSource(op); source; source = FindSilentSource(*source))
         root = source;
     const std::string hint =
         root ? fmt::format(", and neither does {}, which it depends on", Quoted(root->GetKey())) : std::string();
-    PrintError(fmt::format("The operator {} carries nothing after frame {}{}: no file is written for it.",
-                           Quoted(op.GetKey()), frame, hint));
+    PrintError(fmt::format("The operator {} carries nothing after frame {}{}: {}.", Quoted(target.key), frame, hint,
+                           DescribeGap(target)));
 }
 
-// Starts writing what the targets carry now.
-void WriteFrame(const GraphSession& session, std::vector<Target>& targets, long long frame, FrameWriter& writer)
+// Encodes the mesh or model that an operator carries; nothing when it carries none.
+std::optional<Result<std::vector<std::uint8_t>>> EncodeShape(const Operator& op)
 {
-    for (Target& target : targets)
-    {
-        const Texture texture = session.GetTexture(target.key);
-        if (!texture)
-        {
-            if (++target.emptyFrames == 1)
-                PrintCarriesNothing(*session.GetGraph().Find(target.key), frame);
-            continue;
-        }
-        const std::string path = target.Path(frame);
-        writer.Write(texture, FindImageFormat(path).value_or(ImageFormat::Png), path);
-    }
+    const DataOutput* const output = op.GetOutputs()[0];
+    if (!output->IsActive())
+        return std::nullopt;
+    if (const auto* const mesh = dynamic_cast<const MeshOutput*>(output))
+        return EncodeGlb(mesh->GetMeshData().GetMesh());
+    if (const auto* const model = dynamic_cast<const ModelOutput*>(output))
+        return EncodeGlb(model->GetModel());
+    return std::nullopt;
 }
 
-// Runs the frames and writes their files, until something stands in the way.
-Status RunFrames(GraphSession& session, std::vector<Target>& targets, const FrameRange& frames)
+// Starts writing what a target carries now. False when it carries nothing.
+Result<bool> WriteTarget(const GraphSession& session, RenderTarget& target, long long frame, FrameWriter& writer)
 {
-    std::vector<std::string> keys;
-    std::ranges::transform(targets, std::back_inserter(keys), &Target::key);
-    FrameWriter writer;
-    Progress progress(frames.Count());
-    for (long long frame = frames.first; frame <= frames.last; ++frame)
+    const std::string path = target.Path(frame);
+    if (target.isGlb)
     {
-        if (WasInterrupted() || writer.HasFailed() || Graphics::IsLost())
-            break;
-        const TraceSpan span("frame", fmt::format("frame {}", frame));
-        session.GoToFrame(frame, keys);
-        WriteFrame(session, targets, frame, writer);
-        progress.Show(frame - frames.first + 1);
+        auto bytes = EncodeShape(*session.GetGraph().Find(target.key));
+        if (bytes && !*bytes)
+            return Error{fmt::format("could not write {}: {}", path, bytes->GetError().message),
+                         bytes->GetError().machine};
+        if (bytes)
+            writer.Write(std::move(**bytes), path);
+        return bytes.has_value();
     }
+    const Result<Texture> texture = target.scene ? target.scene->Draw(*session.GetGraph().Find(target.key))
+                                                 : Result<Texture>(session.GetTexture(target.key));
+    if (!texture)
+        return texture.GetError();
+    if (target.video)
+        target.video->Write(*texture, frame);
+    else if (*texture)
+        writer.Write(*texture, FindImageFormat(path).value_or(ImageFormat::Png), path);
+    return bool(*texture);
+}
+
+Status WriteFrame(const GraphSession& session, std::vector<RenderTarget>& targets, long long frame, FrameWriter& writer)
+{
+    for (RenderTarget& target : targets)
+    {
+        const Result<bool> written = WriteTarget(session, target, frame, writer);
+        if (!written)
+            return written.GetError();
+        if (!*written && ++target.emptyFrames == 1)
+            PrintCarriesNothing(target, *session.GetGraph().Find(target.key), frame);
+    }
+    return Ok();
+}
+
+bool HasFailed(const std::vector<RenderTarget>& targets, const FrameWriter& writer)
+{
+    return writer.HasFailed() || std::ranges::any_of(targets, [](const RenderTarget& target)
+                                                     { return target.video && target.video->HasFailed(); });
+}
+
+// Waits until all files are complete. Returns the first failure.
+Status FinishFiles(const std::vector<RenderTarget>& targets, FrameWriter& writer)
+{
     Status written = writer.Finish();
-    GraphSession::Finish();
+    for (const RenderTarget& target : targets)
+    {
+        Status finished = target.video ? target.video->Finish() : Ok();
+        if (written)
+            written = std::move(finished);
+    }
     return written;
 }
 
+// Runs the frames and writes their files, until something stands in the way.
+Status RunFrames(GraphSession& session, std::vector<RenderTarget>& targets, const FrameRange& frames)
+{
+    std::vector<std::string> keys;
+    std::ranges::transform(targets, std::back_inserter(keys), &RenderTarget::key);
+    FrameWriter writer;
+    Progress progress(frames.Count());
+    Status encoded = Ok();
+    for (long long frame = frames.first; frame <= frames.last && encoded; ++frame)
+    {
+        if (WasInterrupted() || HasFailed(targets, writer) || Graphics::IsLost())
+            break;
+        const TraceSpan span("frame", fmt::format("frame {}", frame));
+        session.GoToFrame(frame, keys);
+        encoded = WriteFrame(session, targets, frame, writer);
+        progress.Show(frame - frames.first + 1);
+    }
+    Status written = FinishFiles(targets, writer);
+    GraphSession::Finish();
+    return encoded ? written : encoded;
+}
+
+int PrintInterrupted(const std::vector<RenderTarget>& targets)
+{
+    const bool hasVideo =
+        std::ranges::any_of(targets, [](const RenderTarget& target) { return target.video != nullptr; });
+    return PrintError(fmt::format("The run was interrupted; the files written so far are complete{}.",
+                                  hasVideo ? ", and a video that was not is gone" : ""));
+}
+
+// Says how often the operator carried nothing, unless that was said when it happened.
+void PrintGaps(const RenderTarget& target)
+{
+    const std::string_view loss = target.video && !target.video->HasPictures() ? ": no video is written for it" : "";
+    if (target.emptyFrames > 1 || !loss.empty())
+        PrintError(fmt::format("The operator {} carried nothing after {} frame{} in all{}.", Quoted(target.key),
+                               target.emptyFrames, target.emptyFrames == 1 ? "" : "s", loss));
+}
+
 // Says how the run ended and returns the exit status.
-int Conclude(const Status& written, const std::vector<Target>& targets, const Console& console)
+int Conclude(const Status& written, const std::vector<RenderTarget>& targets, const Console& console)
 {
     if (WasInterrupted())
-        return PrintError("The run was interrupted; the files written so far are complete."); // ends by the signal
+        return PrintInterrupted(targets); // the process ends by the signal
     if (Graphics::IsLost())
         return MachineFailed; // the log says so already
     if (!written)
         return PrintError(written.GetError());
     int status = console.HasErrors() ? WrongInput : Done;
-    for (const Target& target : targets)
+    for (const RenderTarget& target : targets)
     {
-        if (target.emptyFrames > 0)
-            status = WrongInput;
-        if (target.emptyFrames > 1) // the first was reported when it came
-            PrintError(fmt::format("The operator {} carried nothing after {} frames in all.", Quoted(target.key),
-                                   target.emptyFrames));
+        if (target.emptyFrames == 0)
+            continue;
+        status = WrongInput;
+        PrintGaps(target);
     }
     return status;
 }
@@ -189,11 +191,11 @@ int RunRender(const RenderOptions& options, const CommonOptions& common, const C
     Result<GraphSession> session = OpenGraph(options, common);
     if (!session)
         return PrintError(session.GetError());
-    Result<std::vector<Target>> targets = MakeTargets(options, *session, *frames);
+    WatchForInterrupts();
+    Result<std::vector<RenderTarget>> targets = MakeRenderTargets(options, *session, *frames);
     if (!targets)
         return PrintError(targets.GetError());
 
-    WatchForInterrupts();
     const bool timed = common.stats && Graphics::StartTimings();
     const Status written = RunFrames(*session, *targets, *frames);
     if (common.stats)
@@ -211,8 +213,10 @@ void AddRenderCommand(CLI::App& app, const CommonOptions& common, Run& run)
     AddGraphOptions(*command, *options);
     command
         ->add_option("--output", options->output,
-                     "The file to write; {key} and {frame} (or {frame:04}) are replaced, - is standard output")
+                     "The file to write: .png, .jpg, .bmp, .tga, or all frames as .mp4 (H.264, over black) or .webm "
+                     "(VP9 with alpha); {key} and {frame} (or {frame:04}) are replaced, - is standard output")
         ->type_name("PATH");
+    AddSceneOptions(*command, options->scene);
     command->callback(
         [&run, &common, options]
         { run = [&common, options](const Console& console) { return RunRender(*options, common, console); }; });

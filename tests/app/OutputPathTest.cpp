@@ -105,16 +105,20 @@ TEST_CASE_METHOD(TwoOperators, "An output path that can't be is refused before a
          "error: --output \"{frame:0999999999}.png\": {frame:0999999999} is not known; there are {key}, {frame} and "
          "{frame:04}.\n"},
         {{"--operator", "a", "--output", "a.gif"},
-         "error: --output \"a.gif\": a texture is written as .png, .jpg, .bmp or .tga.\n"},
+         "error: --output \"a.gif\": a texture is written as .png, .jpg, .bmp or .tga, or all frames as a video, .mp4 "
+         "or "
+         ".webm.\n"},
         {{"--operator", "a", "--output", "png"},
-         "error: --output \"png\": a texture is written as .png, .jpg, .bmp or .tga.\n"},
+         "error: --output \"png\": a texture is written as .png, .jpg, .bmp or .tga, or all frames as a video, .mp4 or "
+         ".webm.\n"},
         {{"--operator", "a", "--output", "a.glb"},
-         "error: --output \"a.glb\": a texture is written as .png, .jpg, .bmp or .tga.\n"},
-        {{"--operator", "a", "--output", "a.mp4"},
-         "error: --output \"a.mp4\": videos can't be written yet; a texture is written as .png, .jpg, .bmp or .tga.\n"},
-        {{"--operator", "a", "--output", "a.webm"},
-         "error: --output \"a.webm\": videos can't be written yet; a texture is written as .png, .jpg, .bmp or "
-         ".tga.\n"},
+         "error: --output \"a.glb\": a texture is written as .png, .jpg, .bmp or .tga, or all frames as a video, .mp4 "
+         "or "
+         ".webm.\n"},
+        {{"--operator", "a", "--output", "{frame}.mp4"},
+         "error: --output \"{frame}.mp4\": a video holds all frames, so its path can't have {frame}.\n"},
+        {{"--output", "x.webm"},
+         "error: --output \"x.webm\": several operators are written, so the path needs {key}.\n"},
     };
     for (const auto& [arguments, message] : cases)
     {
@@ -126,18 +130,25 @@ TEST_CASE_METHOD(TwoOperators, "An output path that can't be is refused before a
     }
 }
 
-TEST_CASE("A mesh is not written as a picture, and says so")
+TEST_CASE("What can't be written in the form that is asked for says which forms there are")
 {
     const TemporaryFolder folder;
     WriteBytes(folder / "graph.varkle", Document(R"({"key": "m", "type": "Test.MeshSource"})"));
-    for (const char* const output : {"m.png", "-"})
-    {
-        const Outcome outcome =
-            Program({"render", "graph.varkle", "--plugin", TEST_OPERATORS_PLUGIN, "--output", output})
-                .In(folder.GetPath())
-                .Run();
-        CHECK(outcome.status == 1);
-        CHECK(Contains(outcome.error, "error: The operator \"m\" gives "));
-    }
+    const Outcome outcome = Program({"render", "graph.varkle", "--plugin", TEST_OPERATORS_PLUGIN, "--output", "m.tiff"})
+                                .In(folder.GetPath())
+                                .Run();
+    CHECK(outcome.status == 1);
+    CHECK(outcome.error == "error: --output \"m.tiff\": a mesh is written as .glb, .png, .jpg, .bmp or .tga, or all "
+                           "frames as a video, .mp4 or .webm.\n");
     CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("A mesh goes to standard output as binary glTF")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(R"({"key": "m", "type": "Varkle.Mesh.Cube"})"));
+    const Outcome outcome = Program({"render", "graph.varkle", "--output", "-"}).In(folder.GetPath()).Run();
+    CHECK(outcome.status == 0);
+    CHECK(outcome.output.starts_with("glTF"));
+    CHECK(outcome.error == nothing);
 }

@@ -115,6 +115,18 @@ void OnLost(const wgpu::Device& device, wgpu::DeviceLostReason reason, wgpu::Str
     LogError("The GPU device was lost: " + state.lostReason);
 }
 
+// The driver's threads may still be compiling and drawing when the process ends. What they use is taken down by then,
+// so they are waited for, unless the GPU hangs.
+void WaitBeforeExit()
+{
+    State& state = Get();
+    constexpr std::chrono::seconds patience(10);
+    if (state.device && !state.lost)
+        Internal::Wait(state.queue.OnSubmittedWorkDone(wgpu::CallbackMode::WaitAnyOnly,
+                                                       [](wgpu::QueueWorkDoneStatus, wgpu::StringView) {}),
+                       patience);
+}
+
 Status CreateDevice(const Adapter& adapter)
 {
     State& state = Get();
@@ -163,6 +175,7 @@ Status CreateDevice(const Adapter& adapter)
     state.lost = false;
     state.lostReason.clear();
     state.mainThread = std::this_thread::get_id();
+    [[maybe_unused]] static const int registered = std::atexit(WaitBeforeExit);
     return Ok();
 }
 

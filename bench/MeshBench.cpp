@@ -50,6 +50,75 @@ BareStorage Written(std::uint64_t elements, std::uint64_t elementSize)
 
 const glm::mat4 identity(1.0f);
 
+unsigned CountVertices(const Mesh& mesh)
+{
+    return AttributeOf(mesh, "Position").GetVertexCount();
+}
+
+BareDispatch TransformDispatch(const Mesh& mesh)
+{
+    const unsigned count = CountVertices(mesh);
+    return {OwnShader("TransformMesh.wgsl"),
+            count,
+            UniformBytes(identity, identity, count, 3U, 0U, 0U),
+            {Given(mesh, "Position"), Written(count, 12), Given(mesh, "Normal"), Written(count, 12),
+             Given(mesh, "Tangent"), Written(count, 16)}};
+}
+
+BareDispatch MoveDispatch(const Mesh& mesh, const BareStorage& amounts)
+{
+    const unsigned count = CountVertices(mesh);
+    return {OwnShader("MoveMesh.wgsl"),
+            count,
+            UniformBytes(0.1f, count, 1U, 0U),
+            {Given(mesh, "Position"), Written(count, 12), Given(mesh, "Normal"), amounts}};
+}
+
+BareDispatch NoiseDispatch(const Mesh& mesh)
+{
+    const unsigned count = CountVertices(mesh);
+    return {OwnShader("MeshNoise.wgsl"),
+            count,
+            UniformBytes(identity, glm::vec4(0), 1.0f, count, 0U, 0U),
+            {Given(mesh, "Position"), Given(mesh, "Normal"), Written(count, 12)}};
+}
+
+BareDispatch NoiseAttributeDispatch(const Mesh& mesh)
+{
+    const unsigned count = CountVertices(mesh);
+    return {OwnShader("MeshNoiseAttribute.wgsl"),
+            count,
+            UniformBytes(identity, glm::vec4(0), 1.0f, 0.0f, count, 0U),
+            {Given(mesh, "Position"), Written(count, 4)}};
+}
+
+BareDispatch DistanceDispatch(const Mesh& mesh)
+{
+    const unsigned count = CountVertices(mesh);
+    return {OwnShader("MeshDistance.wgsl"),
+            count,
+            UniformBytes(identity, glm::vec4(0), glm::vec4(0, 1, 0, 1), count, 0U, 0U, 0U),
+            {Given(mesh, "Position"), Written(count, 4)}};
+}
+
+// Without the attributes that Copy repeats.
+std::vector<BareDispatch> CopyDispatches(const Mesh& mesh, unsigned copies)
+{
+    const unsigned vertices = CountVertices(mesh);
+    const unsigned indices = mesh.GetConnectivity()->GetIndexCount();
+    const std::vector<glm::mat4> identities(copies, identity);
+    const BareStorage matrices(identities.data(), copies * sizeof(glm::mat4));
+    return {{OwnShader("CopyMesh.wgsl"),
+             vertices * copies,
+             UniformBytes(vertices, copies, 3U, 0U),
+             {matrices, matrices, Given(mesh, "Position"), Written(vertices * copies, 12), Given(mesh, "Normal"),
+              Written(vertices * copies, 12), Given(mesh, "Tangent"), Written(vertices * copies, 16)}},
+            {OwnShader("CopyMeshIndices.wgsl"),
+             indices * copies,
+             UniformBytes(indices, vertices, copies, 32U),
+             {BareStorage(mesh.GetConnectivity()->GetBuffer().GetBufferHandle()), Written(indices * copies, 4)}}};
+}
+
 class MeshBench
 {
 public:
@@ -85,11 +154,6 @@ private:
             name, runner, [&bare] { bare.Run(); }, measured);
     }
 
-    BareDispatch TransformDispatch(const Mesh& mesh, unsigned vertices) const;
-    BareDispatch MoveDispatch(const Mesh& mesh, const BareStorage& amounts) const;
-    BareDispatch NoiseAttributeDispatch(const Mesh& mesh) const;
-    BareDispatch DistanceDispatch(const BareStorage& positions) const;
-
     void CompareTransform();
     void CompareMove();
     void CompareNoise();
@@ -97,60 +161,28 @@ private:
     void CompareCreateAttribute();
     void CompareCopy();
     void CompareCopiesOfSpheres();
-    void CompareChain();
+    void CompareChain(const std::string& name, const Mesh& mesh, Measured measured);
     void CompareGenerators();
 
+    ShaderIncludes includes;
     Effort effort;
     unsigned count = effort.vertices;
     std::string filter;
     Mesh cloud;
 };
 
-BareDispatch MeshBench::TransformDispatch(const Mesh& mesh, unsigned vertices) const
-{
-    return {OwnShader("TransformMesh.wgsl"),
-            vertices,
-            UniformBytes(identity, identity, vertices, 3U, 0U, 0U),
-            {Given(mesh, "Position"), Written(vertices, 12), Given(mesh, "Normal"), Written(vertices, 12),
-             Given(mesh, "Tangent"), Written(vertices, 16)}};
-}
-
-BareDispatch MeshBench::MoveDispatch(const Mesh& mesh, const BareStorage& amounts) const
-{
-    return {OwnShader("MoveMesh.wgsl"),
-            count,
-            UniformBytes(0.1f, count, 1U, 0U),
-            {Given(mesh, "Position"), Written(count, 12), Given(mesh, "Normal"), amounts}};
-}
-
-BareDispatch MeshBench::NoiseAttributeDispatch(const Mesh& mesh) const
-{
-    return {OwnShader("MeshNoiseAttribute.wgsl"),
-            count,
-            UniformBytes(identity, glm::vec4(0), 1.0f, 0.0f, count, 0U),
-            {Given(mesh, "Position"), Written(count, 4)}};
-}
-
-BareDispatch MeshBench::DistanceDispatch(const BareStorage& positions) const
-{
-    return {OwnShader("MeshDistance.wgsl"),
-            count,
-            UniformBytes(identity, glm::vec4(0), glm::vec4(0, 1, 0, 1), count, 0U, 0U, 0U),
-            {positions, Written(count, 4)}};
-}
-
 void MeshBench::CompareTransform()
 {
     if (IsWanted("Mesh Transform"))
     {
         MeshRunner<TransformMesh> runner;
-        CompareWith("Mesh Transform", runner, cloud, TransformDispatch(cloud, count));
+        CompareWith("Mesh Transform", runner, cloud, TransformDispatch(cloud));
     }
     if (IsWanted("Mesh Transform of 64 vertices, CPU"))
     {
         const Mesh mesh = MakeRichMesh(64); // the GPU has next to nothing to do
         MeshRunner<TransformMesh> runner;
-        CompareWith("Mesh Transform of 64 vertices, CPU", runner, mesh, TransformDispatch(mesh, 64), Measured::Cpu);
+        CompareWith("Mesh Transform of 64 vertices, CPU", runner, mesh, TransformDispatch(mesh), Measured::Cpu);
     }
 }
 
@@ -168,11 +200,7 @@ void MeshBench::CompareNoise()
     if (IsWanted("Mesh Noise"))
     {
         MeshRunner<MeshNoise> runner;
-        CompareWith("Mesh Noise", runner, cloud,
-                    {OwnShader("MeshNoise.wgsl"),
-                     count,
-                     UniformBytes(identity, glm::vec4(0), 1.0f, count, 0U, 0U),
-                     {Given(cloud, "Position"), Given(cloud, "Normal"), Written(count, 12)}});
+        CompareWith("Mesh Noise", runner, cloud, NoiseDispatch(cloud));
     }
     if (IsWanted("Noise Attribute"))
     {
@@ -186,7 +214,7 @@ void MeshBench::CompareDistance()
     if (!IsWanted("Mesh Distance"))
         return;
     MeshRunner<MeshDistance> runner;
-    CompareWith("Mesh Distance", runner, cloud, DistanceDispatch(Given(cloud, "Position")));
+    CompareWith("Mesh Distance", runner, cloud, DistanceDispatch(cloud));
 }
 
 void MeshBench::CompareCreateAttribute()
@@ -214,27 +242,9 @@ void MeshBench::CompareCreateAttribute()
     }
 }
 
-// The dispatches of Copy, without the attributes that it repeats.
-std::vector<BareDispatch> CopyDispatches(const Mesh& mesh, unsigned copies)
-{
-    const unsigned vertices = AttributeOf(mesh, "Position").GetVertexCount();
-    const unsigned indices = mesh.GetConnectivity()->GetIndexCount();
-    const std::vector<glm::mat4> identities(copies, identity);
-    const BareStorage matrices(identities.data(), copies * sizeof(glm::mat4));
-    return {{OwnShader("CopyMesh.wgsl"),
-             vertices * copies,
-             UniformBytes(vertices, copies, 3U, 0U),
-             {matrices, matrices, Given(mesh, "Position"), Written(vertices * copies, 12), Given(mesh, "Normal"),
-              Written(vertices * copies, 12), Given(mesh, "Tangent"), Written(vertices * copies, 16)}},
-            {OwnShader("CopyMeshIndices.wgsl"),
-             indices * copies,
-             UniformBytes(indices, vertices, copies, 32U),
-             {BareStorage(mesh.GetConnectivity()->GetBuffer().GetBufferHandle()), Written(indices * copies, 4)}}};
-}
-
 void MeshBench::CompareCopy()
 {
-    if (!IsWanted("Mesh Copy, two of half"))
+    if (!IsWanted("Mesh Copy, two of half as many"))
         return;
     const Mesh rich = MakeRichMesh(count / 2);
     const Mesh mesh = Mesh()
@@ -245,11 +255,15 @@ void MeshBench::CompareCopy()
     MeshRunner<CopyMesh> runner;
     runner.Feed(mesh);
     const BareComputePass bare(CopyDispatches(mesh, 2));
-    CompareWith("Mesh Copy, two of half", runner, [&bare] { bare.Run(); });
+    CompareWith("Mesh Copy, two of half as many", runner, [&bare] { bare.Run(); });
 }
 
 void MeshBench::CompareCopiesOfSpheres()
 {
+    const std::string name = "Mesh Copy, 1,000 spheres";
+    const std::string copiesName = "1,000 buffer copies / in one submit";
+    if (!IsWanted(name) && !IsWanted(copiesName))
+        return;
     constexpr unsigned copies = 1000;
     MeshRunner<Sphere> sphere;
     const Mesh mesh = sphere.Run();
@@ -279,18 +293,16 @@ void MeshBench::CompareCopiesOfSpheres()
         copyAtOnce();
         bare.Run();
     };
-    if (IsWanted("Copy of 1,000 spheres"))
-        CompareWith("Copy of 1,000 spheres", runner, runBare);
-    if (IsWanted("Copy of 1,000 spheres, CPU"))
-        CompareWith("Copy of 1,000 spheres, CPU", runner, runBare, Measured::Cpu);
-    if (IsWanted("1,000 buffer copies / in one submit"))
-        Compare("1,000 buffer copies / in one submit", effort, Measured::WholePass, copyOneByOne, copyAtOnce);
+    if (IsWanted(name))
+        CompareWith(name, runner, runBare);
+    if (IsWanted(copiesName))
+        Compare(copiesName, effort, Measured::WholePass, copyOneByOne, copyAtOnce);
 }
 
 // Noise as an attribute, by which vertices move, a transform, noise in the normals and the distance from the origin.
-void MeshBench::CompareChain()
+void MeshBench::CompareChain(const std::string& name, const Mesh& mesh, Measured measured)
 {
-    if (!IsWanted("Chain of five"))
+    if (!IsWanted(name))
         return;
     Graph graph;
     std::vector<Operator*> operators;
@@ -302,7 +314,7 @@ void MeshBench::CompareChain()
                                                    *operators.back()->FindInput("Mesh Input")))
             throw std::logic_error("the chain can't be connected");
     }
-    static_cast<MeshSource*>(operators[0])->Set(cloud);
+    static_cast<MeshSource*>(operators[0])->Set(mesh);
     static_cast<StringParameter*>(operators[2]->FindParameter("Amount Attribute"))->SetValue("noise");
     const auto ours = [&]
     {
@@ -312,25 +324,24 @@ void MeshBench::CompareChain()
     };
 
     // All take turns together.
-    const BareDispatch noise = NoiseAttributeDispatch(cloud);
-    const BareDispatch move = MoveDispatch(cloud, noise.storage[1]);
-    BareDispatch transform = TransformDispatch(cloud, count);
+    const BareDispatch noise = NoiseAttributeDispatch(mesh);
+    const BareDispatch move = MoveDispatch(mesh, noise.storage[1]);
+    BareDispatch transform = TransformDispatch(mesh);
     transform.storage[0] = move.storage[1];
-    const BareDispatch normals{OwnShader("MeshNoise.wgsl"),
-                               count,
-                               UniformBytes(identity, glm::vec4(0), 1.0f, count, 0U, 0U),
-                               {transform.storage[1], transform.storage[3], Written(count, 12)}};
-    const BareDispatch distance = DistanceDispatch(transform.storage[1]);
+    BareDispatch normals = NoiseDispatch(mesh);
+    normals.storage[0] = transform.storage[1];
+    normals.storage[1] = transform.storage[3];
+    BareDispatch distance = DistanceDispatch(mesh);
+    distance.storage[0] = transform.storage[1];
     std::vector<BareComputePass> passes;
     for (const BareDispatch& dispatch : {noise, move, transform, normals, distance})
-        passes.push_back(BareComputePass({dispatch}));
-    const auto bare = [&]
+        passes.emplace_back(std::vector{dispatch});
+    const auto bare = [&passes]
     {
         for (const BareComputePass& pass : passes)
             pass.Run();
     };
-    Compare("Chain of five mesh operators", effort, Measured::WholePass, ours, bare);
-    Compare("Chain of five mesh operators, CPU", effort, Measured::Cpu, ours, bare);
+    Compare(name, effort, measured, ours, bare);
 }
 
 // What is built on the CPU, beside the writes of its data alone.
@@ -372,7 +383,8 @@ void MeshBench::CompareAll()
     CompareCreateAttribute();
     CompareCopy();
     CompareCopiesOfSpheres();
-    CompareChain();
+    CompareChain("Chain of five mesh operators", cloud, Measured::WholePass);
+    CompareChain("Chain of five, 64 vertices, CPU", MakeRichMesh(64), Measured::Cpu);
     CompareGenerators();
 }
 

@@ -53,7 +53,7 @@ void AppendVertex(const Corner& corner, const glm::vec3& normal, MeshArrays& arr
 Mesh BuildSmooth(const Grid& grid)
 {
     MeshArrays arrays;
-    arrays.Reserve(2 + std::uint64_t(grid.rings - 1) * std::uint64_t(grid.meridians + 1), grid.GetIndexCount());
+    arrays.Reserve(2 + std::uint64_t(grid.rings - 1) * (std::uint64_t(grid.meridians) + 1), grid.GetIndexCount());
     AppendVertex(grid.GetNorthPole(), {0, 1, 0}, arrays);
     for (int i = 1; i < grid.rings; ++i)
     {

@@ -6,14 +6,16 @@
 import fs from "node:fs";
 import { createRequire } from "node:module";
 import path from "node:path";
-import { isMainThread, Worker } from "node:worker_threads";
 
 import { fail, thirdParty } from "./packages.mjs";
 
 const folder = path.join(thirdParty, "gltf-validator");
+if (!fs.existsSync(folder))
+    fail("starting the glTF validator", `there is no ${folder}.`, "Run tools/setup, then run the command again.");
+const validator = createRequire(import.meta.url)(folder);
 const severities = ["error", "warning"]; // by number; information and hints follow
 
-async function validate(validator, file) {
+async function validate(file) {
     const options = {
         maxIssues: 0, // no limit: what comes first could hide an error
         externalResourceFunction: async uri =>
@@ -27,21 +29,12 @@ async function validate(validator, file) {
     }
 }
 
-if (!fs.existsSync(folder))
-    fail("starting the glTF validator", `there is no ${folder}.`, "Run tools/setup, then run the command again.");
-if (isMainThread) {
-    // The validator follows a tree by recursion: a thread can have a larger stack than the main one.
-    const worker = new Worker(new URL(import.meta.url), { argv: process.argv.slice(2), resourceLimits: { stackSizeMb: 256 } });
-    worker.on("exit", status => { process.exitCode = status; });
-} else {
-    const validator = createRequire(import.meta.url)(folder);
-    for (const file of process.argv.slice(2)) {
-        for (const { severity, code, pointer, message } of await validate(validator, file)) {
-            if (severity >= severities.length)
-                continue;
-            console.log(`${severities[severity]}: ${file}: ${[code, pointer].filter(Boolean).join(" ")}: ${message}`);
-            if (severity === 0)
-                process.exitCode = 1;
-        }
+for (const file of process.argv.slice(2)) {
+    for (const { severity, code, pointer, message } of await validate(file)) {
+        if (severity >= severities.length)
+            continue;
+        console.log(`${severities[severity]}: ${file}: ${[code, pointer].filter(Boolean).join(" ")}: ${message}`);
+        if (severity === 0)
+            process.exitCode = 1;
     }
 }

@@ -82,8 +82,9 @@ inline std::uint32_t ReadUint32(std::string_view bytes, std::size_t offset)
 }
 
 /// Takes a file apart, and checks that its parts lie where they should.
-inline GlbContent TakeApart(std::string_view bytes)
+inline GlbContent TakeApart(const std::vector<std::uint8_t>& file)
 {
+    const std::string_view bytes(reinterpret_cast<const char*>(file.data()), file.size());
     GlbContent content;
     CHECK(bytes.substr(0, 4) == "glTF");
     CHECK(ReadUint32(bytes, 4) == 2);
@@ -127,11 +128,10 @@ std::vector<GlbContent> WriteAll(const std::vector<T>& things)
         const LogRecorder recorder;
         const Result<std::vector<std::uint8_t>> bytes = EncodeGlb(thing);
         REQUIRE(bytes);
-        const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
-        contents.push_back(TakeApart(text));
+        contents.push_back(TakeApart(*bytes));
         contents.back().log = recorder.lines;
         paths.push_back(folder / std::to_string(paths.size()) + ".glb");
-        WriteBytes(paths.back(), text);
+        WriteBytes(paths.back(), {reinterpret_cast<const char*>(bytes->data()), bytes->size()});
     }
     CHECK(ValidateGltf(paths) == Lines{});
     return contents;

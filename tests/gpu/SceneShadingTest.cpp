@@ -221,7 +221,7 @@ TEST_CASE("A texture of one channel gives its red, one of floats its values")
 
 TEST_CASE("From afar a texture is averaged: colors as light, other values as they are")
 {
-    std::vector<Rgba8> checker(64 * 64, Rgba8{255, 255, 255, 255});
+    std::vector<Rgba8> checker(4096, Rgba8{255, 255, 255, 255});
     for (std::size_t i = 0; i < checker.size(); ++i)
         checker[i] = (i + i / 64) % 2 == 0 ? checker[i] : black;
     const Texture texture = MakeTexture({64, 64}, checker);

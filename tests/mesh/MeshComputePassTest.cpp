@@ -29,7 +29,7 @@ constexpr unsigned tailCount = 200; // begins in the first row
 template<class T>
 Attribute MakeLong(const AttributeSemantic& semantic, unsigned count, const std::vector<T>& tail)
 {
-    const Attribute attribute(semantic, count);
+    Attribute attribute(semantic, count);
     attribute.GetBuffer().Upload(tail.data(), tail.size() * sizeof(T), (count - tail.size()) * sizeof(T));
     return attribute;
 }

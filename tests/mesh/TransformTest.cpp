@@ -30,9 +30,9 @@ glm::mat4 Sheared()
 
 std::vector<glm::vec3> ExpectPositions(const std::vector<glm::vec3>& positions, const glm::dmat4& matrix)
 {
-    std::vector<glm::vec3> moved;
-    for (const glm::vec3& position : positions)
-        moved.emplace_back(matrix * glm::dvec4(position, 1.0));
+    std::vector<glm::vec3> moved = positions;
+    for (glm::vec3& position : moved)
+        position = glm::vec3(matrix * glm::dvec4(position, 1.0));
     return moved;
 }
 
@@ -40,20 +40,17 @@ std::vector<glm::vec3> ExpectPositions(const std::vector<glm::vec3>& positions, 
 std::vector<glm::vec3> ExpectNormals(const std::vector<glm::vec3>& normals, const glm::dmat4& matrix)
 {
     const glm::dmat3 turning = glm::transpose(glm::inverse(glm::dmat3(matrix)));
-    std::vector<glm::vec3> turned;
-    for (const glm::vec3& normal : normals)
-        turned.emplace_back(glm::normalize(turning * glm::dvec3(normal)));
+    std::vector<glm::vec3> turned = normals;
+    for (glm::vec3& normal : turned)
+        normal = glm::vec3(glm::normalize(turning * glm::dvec3(normal)));
     return turned;
 }
 
 std::vector<glm::vec4> ExpectTangents(const std::vector<glm::vec4>& tangents, const glm::dmat4& matrix)
 {
-    std::vector<glm::vec4> turned;
-    for (const glm::vec4& tangent : tangents)
-    {
-        const glm::vec3 direction(glm::normalize(glm::dmat3(matrix) * glm::dvec3(tangent)));
-        turned.emplace_back(direction, tangent.w);
-    }
+    std::vector<glm::vec4> turned = tangents;
+    for (glm::vec4& tangent : turned)
+        tangent = glm::vec4(glm::vec3(glm::normalize(glm::dmat3(matrix) * glm::dvec3(tangent))), tangent.w);
     return turned;
 }
 

@@ -169,7 +169,7 @@ inline std::vector<std::uint32_t> ReadIndices(const Mesh& mesh)
 template<class T>
 Attribute MakeAttribute(std::string_view name, wgpu::VertexFormat format, const std::vector<T>& values)
 {
-    const Attribute attribute(name, format, unsigned(values.size()));
+    Attribute attribute(name, format, unsigned(values.size()));
     attribute.GetBuffer().Upload(values.data(), values.size() * sizeof(T), 0);
     return attribute;
 }
@@ -181,8 +181,8 @@ Attribute MakeAttribute(const AttributeSemantic& semantic, const std::vector<T>&
 
 inline Connectivity MakeTriangles(const std::vector<std::uint32_t>& indices)
 {
-    const Connectivity connectivity(wgpu::PrimitiveTopology::TriangleList, unsigned(indices.size()),
-                                    wgpu::IndexFormat::Uint32);
+    Connectivity connectivity(wgpu::PrimitiveTopology::TriangleList, unsigned(indices.size()),
+                              wgpu::IndexFormat::Uint32);
     connectivity.GetBuffer().Upload(indices.data(), indices.size() * 4, 0);
     return connectivity;
 }

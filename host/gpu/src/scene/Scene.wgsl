@@ -1,10 +1,10 @@
 // Scene: meshes in the light of a studio.
 //
-// Surfaces: glTF 2.0, appendix B (metallic-roughness). All light comes from the studio around: what a surface reflects is
-// the product of the light that reaches its lobe and its response to even light (split sum: Karis, "Real Shading in Unreal
-// Engine 4", 2013). The light that bounces between microfacets is given back (Fdez-Aguera, "A Multiple-Scattering
-// Microfacet Model for Real-Time Image-based Lighting", 2019). Tone mapping: Khronos PBR Neutral. What is written is
-// sRGB-encoded and premultiplied.
+// Surfaces: glTF 2.0, appendix B (metallic-roughness). All light comes from the studio around: what a surface reflects
+// is the product of the light that reaches its lobe and its response to even light (split sum: Karis, "Real Shading in
+// Unreal Engine 4", 2013). The light that bounces between microfacets is given back (Fdez-Aguera, "A
+// Multiple-Scattering Microfacet Model for Real-Time Image-based Lighting", 2019). Tone mapping: Khronos PBR Neutral.
+// What is written is sRGB-encoded and premultiplied.
 
 // A soft box: a rectangle in the plane z = 1 of its own axes.
 struct Lamp
@@ -256,8 +256,8 @@ fn diffuseLight(normal: vec3<f32>) -> f32
     return max(dot(v, frame.diffuse * v), 0.0);
 }
 
-// Half of a GGX lobe lies within 2 alpha of the mirrored direction, and half of a parabola within 0.35 of its width. The
-// widest lobes are nearly those of diffuse surfaces.
+// Half of a GGX lobe lies within 2 alpha of the mirrored direction, and half of a parabola's within about half of its
+// width. The widest lobes are nearly those of diffuse surfaces.
 fn reflectedLight(direction: vec3<f32>, roughness: f32) -> f32
 {
     let alpha = roughness * roughness;
@@ -298,7 +298,8 @@ fn specular(color: vec3<f32>, terms: vec2<f32>) -> Specular
 
 fn reflected(base: vec3<f32>, metallic: f32, roughness: f32, normal: vec3<f32>, toEye: vec3<f32>) -> vec3<f32>
 {
-    let terms = response(clamp(dot(normal, toEye), 0.0, 1.0), roughness);
+    // Normals may look away from the eye on faces that don't: bent ones, and those of made-up meshes.
+    let terms = response(min(abs(dot(normal, toEye)), 1.0), roughness);
     let sharp = reflectedLight(inStudio(reflect(-toEye, normal)), roughness);
     let soft = diffuseLight(inStudio(normal));
     let dielectric = specular(vec3<f32>(0.04), terms);

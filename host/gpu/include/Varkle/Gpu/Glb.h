@@ -14,19 +14,23 @@ namespace Varkle
 /// vertices, indices and textures back and waits for the GPU: meant for exports, not for every frame. Main thread only.
 ///
 /// - A mesh becomes one node with one mesh of one primitive. In a model the meshes of one node are the primitives of
-///   one mesh, and what several nodes show is written once.
+///   one mesh. What several nodes, meshes or materials share, down to a single attribute, is written once.
 /// - The six attributes of Attributes become POSITION, NORMAL, TANGENT, TEXCOORD_0, TEXCOORD_1 and COLOR_0; others of
 ///   one to four floats become custom attributes, "_" and their name. Indices become 32-bit ones.
-/// - Textures are embedded as PNG. An UnlitMaterial uses KHR_materials_unlit; an emission above 1
-///   KHR_materials_emissive_strength.
-/// - What glTF has no words for is repaired where that changes nothing of what is meant: normals and tangents become
-///   unit vectors, a sheared node two nodes, incomplete triangles at the end go. Otherwise it is left out: values that
-///   are not finite, colors and factors outside their range, attributes of other formats or of other lengths than the
-///   positions, a second set of texture coordinates without a first, indices without a vertex, and meshes without
-///   vertices. Either way the log gets one warning that names it.
+/// - Textures are embedded as PNG; those and the materials that a model lists come first, in their order. An
+///   UnlitMaterial uses KHR_materials_unlit; an emission above 1 KHR_materials_emissive_strength.
+/// - What glTF has no words for is repaired where that changes nothing of what is meant. Normals and tangents become
+///   unit vectors, a sheared node becomes two, incomplete lines and triangles at the end go, attributes end with the
+///   positions, and a textured mesh without texture coordinates gets zeros.
+/// - Otherwise it is left out: attributes with a value that is not finite, colors outside 0 to 1, directions of length
+///   0, attributes of other formats or with fewer values than there are positions, TANGENT without NORMAL, TEXCOORD_1
+///   without TEXCOORD_0, values of a material outside their range, textures that can't become a PNG, matrices that are
+///   not affine, meshes without vertices and those with indices that point at none (the index that starts a new strip
+///   is one of them). Either way the log gets one warning that names it.
 ///
-/// Source: Khronos, glTF 2.0 specification, ISO/IEC 12113:2022.
-/// Errors: the pixels or vertices could not be read back, or the file would be larger than 4 GiB.
+/// Source: Khronos, glTF 2.0 specification, ISO/IEC 12113:2022. The validator of Khronos finds no errors.
+/// Errors: the pixels or vertices could not be read back, the tree has more than 4,194,304 nodes (those that appear in
+/// several places count each time), or the file would be larger than 4 GiB.
 Result<std::vector<std::uint8_t>> EncodeGlb(const Mesh& mesh);
 Result<std::vector<std::uint8_t>> EncodeGlb(const Model& model);
 

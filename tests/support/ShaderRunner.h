@@ -77,7 +77,8 @@ inline Shader MakeGlslRunner(const std::string& declarations, const std::string&
         "comp", "#version 450\n" + declarations + "\nlayout(local_size_x = " + std::to_string(shaderRunnerGroupSize) +
                     ") in;"
                     "\nlayout(set = 0, binding = 0, std430) readonly buffer InputBuffer { " +
-                    inType + " inputs[]; };" + "\nlayout(set = 0, binding = 1, std430) buffer ResultBuffer { " + outType +
+                    inType + " inputs[]; };" + "\nlayout(set = 0, binding = 1, std430) buffer ResultBuffer { " +
+                    outType +
                     " results[]; };"
                     "\nvoid main()"
                     "\n{"

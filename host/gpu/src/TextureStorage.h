@@ -38,8 +38,8 @@ struct TextureAccess
 {
     static TextureStorage* Storage(const Texture& texture) { return texture.storage.get(); }
 
-    /// Returns what lives as long as a handle of the texture does: caches tell textures apart by it, since the GPU object
-    /// goes on to another handle then.
+    /// Returns what lives as long as a handle of the texture does: caches tell textures apart by it, since the GPU
+    /// object goes on to another handle then.
     static std::shared_ptr<const void> Identity(const Texture& texture) { return texture.storage; }
 
     /// Returns a texture from the pool or a new one, with undefined content; empty, with an error in the log, when the

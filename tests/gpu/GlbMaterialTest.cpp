@@ -95,7 +95,7 @@ TEST_CASE("A metallic-roughness material keeps every value and texture")
     CHECK(PixelOf(file, json["normalTexture"]) == colors[2]);
     CHECK(PixelOf(file, json["occlusionTexture"]) == colors[3]);
     CHECK(PixelOf(file, json["emissiveTexture"]) == colors[4]);
-    CHECK(file.log == Lines{});
+    CHECK(file.log == nothing);
 }
 
 TEST_CASE("A plain metallic-roughness material is the default of glTF")
@@ -111,7 +111,7 @@ TEST_CASE("A plain metallic-roughness material is the default of glTF")
     for (const char* const absent : {"alphaMode", "alphaCutoff", "normalTexture", "extensions"})
         CHECK_FALSE(json.contains(absent));
     CHECK(file.Count("textures") == 0);
-    CHECK(file.log == Lines{});
+    CHECK(file.log == nothing);
 }
 
 TEST_CASE("An alpha cutoff is written for a masked material only")
@@ -143,7 +143,7 @@ TEST_CASE("An emission above 1 needs an extension")
     CHECK(json["extensions"] == Json::parse(R"({"KHR_materials_emissive_strength": {"emissiveStrength": 8.0}})"));
     CHECK(file.json["extensionsUsed"] == Json({"KHR_materials_emissive_strength"}));
     CHECK_FALSE(file.json.contains("extensionsRequired"));
-    CHECK(file.log == Lines{});
+    CHECK(file.log == nothing);
 }
 
 TEST_CASE("An unlit material is written with the extension for it")
@@ -164,7 +164,7 @@ TEST_CASE("An unlit material is written with the extension for it")
         CHECK(MaterialOf(file)["extensions"] == Json::parse(R"({"KHR_materials_unlit": {}})"));
         CHECK(file.json["extensionsUsed"] == Json({"KHR_materials_unlit"}));
         CHECK_FALSE(file.json.contains("extensionsRequired"));
-        CHECK(file.log == Lines{});
+        CHECK(file.log == nothing);
     }
     CHECK(MaterialOf(files[0])["pbrMetallicRoughness"]["baseColorFactor"] == Json({0.25f, 0.5f, 0.75f, 1.0f}));
     CHECK(PixelOf(files[1], MaterialOf(files[1])["pbrMetallicRoughness"]["baseColorTexture"]) ==
@@ -212,7 +212,7 @@ TEST_CASE("What materials and meshes share is written once")
     CHECK(file.Primitive(0, 0)["material"] == 0);
     CHECK(file.Primitive(0, 1)["material"] == 1);
     CHECK(file.Primitive(1, 0)["material"] == 0);
-    CHECK(file.log == Lines{});
+    CHECK(file.log == nothing);
 }
 
 TEST_CASE("A value that glTF does not allow is left out, with one warning that names it")
@@ -296,7 +296,7 @@ TEST_CASE("Values of textures that a material does not have don't matter")
             m.SetOcclusionStrength(7);
             m.SetAlphaCutoff(-1);
         })));
-    CHECK(file.log == Lines{});
+    CHECK(file.log == nothing);
 }
 
 TEST_CASE("A texture that can't become a picture is left out")

@@ -18,6 +18,9 @@ namespace Varkle::Testing
 using Json = nlohmann::json;
 using Lines = std::vector<std::string>;
 
+/// Is what is logged when all is well: comparing with it shows what was logged instead.
+inline const Lines nothing;
+
 /// Is a file taken apart, with what was logged while it was written.
 struct GlbContent
 {
@@ -133,7 +136,7 @@ std::vector<GlbContent> WriteAll(const std::vector<T>& things)
         paths.push_back(folder / std::to_string(paths.size()) + ".glb");
         WriteBytes(paths.back(), {reinterpret_cast<const char*>(bytes->data()), bytes->size()});
     }
-    CHECK(ValidateGltf(paths) == Lines{});
+    CHECK(ValidateGltf(paths) == nothing);
     return contents;
 }
 

@@ -20,6 +20,8 @@ namespace
 
 using Lines = std::vector<std::string>;
 
+const Lines nothing; // is logged when all is well
+
 // Returns what was logged.
 template<class T>
 Lines WriteAndValidate(const T& thing, const std::string& path)
@@ -28,7 +30,7 @@ Lines WriteAndValidate(const T& thing, const std::string& path)
     const Result<std::vector<std::uint8_t>> bytes = EncodeGlb(thing);
     REQUIRE(bytes);
     WriteBytes(path, {reinterpret_cast<const char*>(bytes->data()), bytes->size()});
-    CHECK(ValidateGltf({path}) == Lines{});
+    CHECK(ValidateGltf({path}) == nothing);
     return recorder.lines;
 }
 
@@ -38,10 +40,10 @@ Model RoundTrip(const T& thing)
 {
     const TemporaryFolder folder;
     const std::string path = folder / "model.glb";
-    CHECK(WriteAndValidate(thing, path) == Lines{});
+    CHECK(WriteAndValidate(thing, path) == nothing);
     const LogRecorder recorder;
-    const Model model = LoadModel(path);
-    CHECK(recorder.lines == Lines{});
+    Model model = LoadModel(path);
+    CHECK(recorder.lines == nothing);
     return model;
 }
 

@@ -1,6 +1,7 @@
 #include "gpu/GlbReading.h"
 #include "support/Pixels.h"
 
+#include <cmath>
 #include <limits>
 
 // Materials and textures in .glb files.
@@ -13,6 +14,9 @@ namespace
 
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 constexpr float infinite = std::numeric_limits<float>::infinity();
+const glm::vec4 white(1.0f);
+
+using Floats = std::vector<float>;
 
 Mesh QuadOf(const std::shared_ptr<Material>& material)
 {
@@ -41,8 +45,22 @@ Rgba8 PixelOf(const GlbContent& file, const Json& reference)
 template<class Change>
 std::shared_ptr<GltfPbrMaterial> Pbr(Change change)
 {
-    const auto material = std::make_shared<GltfPbrMaterial>();
+    auto material = std::make_shared<GltfPbrMaterial>();
     change(*material);
+    return material;
+}
+
+// Source: IEC 61966-2-1.
+double DecodeSrgb(double value)
+{
+    return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+}
+
+std::shared_ptr<UnlitMaterial> UnlitOf(const glm::vec4& color, const Texture& texture = {})
+{
+    auto material = std::make_shared<UnlitMaterial>();
+    material->SetBaseColor(color);
+    material->SetBaseColorTexture(texture);
     return material;
 }
 
@@ -148,17 +166,10 @@ TEST_CASE("An emission above 1 needs an extension")
 
 TEST_CASE("An unlit material is written with the extension for it")
 {
-    const auto plain = std::make_shared<UnlitMaterial>();
-    plain->SetBaseColor({0.25f, 0.5f, 0.75f, 1.0f});
-    const auto textured = std::make_shared<UnlitMaterial>();
-    textured->SetBaseColorTexture(Pixel({10, 20, 30, 255}));
-    const auto transparent = std::make_shared<UnlitMaterial>();
-    transparent->SetBaseColor({1.0f, 1.0f, 1.0f, 0.5f});
-    const auto holes = std::make_shared<UnlitMaterial>();
-    holes->SetBaseColorTexture(MakeTexture({2, 2}, {{}, {}, {}, {0, 0, 0, 254}}));
-
-    const std::vector<GlbContent> files =
-        WriteAll(std::vector{QuadOf(plain), QuadOf(textured), QuadOf(transparent), QuadOf(holes)});
+    const Texture holes = MakeTexture({2, 2}, {{}, {}, {}, {0, 0, 0, 254}});
+    const std::vector<GlbContent> files = WriteAll(
+        std::vector{QuadOf(UnlitOf({0.25f, 0.5f, 0.75f, 1.0f})), QuadOf(UnlitOf(white, Pixel({10, 20, 30, 255}))),
+                    QuadOf(UnlitOf({1.0f, 1.0f, 1.0f, 0.5f})), QuadOf(UnlitOf(white, holes))});
     for (const GlbContent& file : files)
     {
         CHECK(MaterialOf(file)["extensions"] == Json::parse(R"({"KHR_materials_unlit": {}})"));
@@ -166,13 +177,64 @@ TEST_CASE("An unlit material is written with the extension for it")
         CHECK_FALSE(file.json.contains("extensionsRequired"));
         CHECK(file.log == nothing);
     }
-    CHECK(MaterialOf(files[0])["pbrMetallicRoughness"]["baseColorFactor"] == Json({0.25f, 0.5f, 0.75f, 1.0f}));
+    CHECK_FALSE(MaterialOf(files[0])["pbrMetallicRoughness"].contains("baseColorTexture"));
     CHECK(PixelOf(files[1], MaterialOf(files[1])["pbrMetallicRoughness"]["baseColorTexture"]) ==
           Rgba8{10, 20, 30, 255});
     CHECK_FALSE(MaterialOf(files[0]).contains("alphaMode"));
     CHECK_FALSE(MaterialOf(files[1]).contains("alphaMode"));
     CHECK(MaterialOf(files[2])["alphaMode"] == "BLEND");
     CHECK(MaterialOf(files[3])["alphaMode"] == "BLEND");
+}
+
+TEST_CASE("An unlit color becomes the linear one that readers show as it was; alpha and texture stay as they are")
+{
+    // On both sides of the end of the curve's straight part, which is 0.04045.
+    const glm::vec4 colors[] = {{0.0f, 0.04f, 0.041f, 1.0f}, {0.25f, 0.5f, 0.75f, 0.5f}, {0.999f, 1.0f, 1e-6f, 0.0f}};
+    std::vector<Mesh> meshes;
+    for (const glm::vec4& color : colors)
+        meshes.push_back(QuadOf(UnlitOf(color, Pixel({10, 128, 255, 255}))));
+    const std::vector<GlbContent> files = WriteAll(meshes);
+    for (std::size_t i = 0; i < files.size(); ++i)
+    {
+        const Json& surface = MaterialOf(files[i])["pbrMetallicRoughness"];
+        INFO(surface);
+        const Json& factor = surface["baseColorFactor"];
+        REQUIRE(factor.size() == 4);
+        for (int c = 0; c < 3; ++c)
+            CHECK(factor[std::size_t(c)] == float(DecodeSrgb(double(colors[i][c]))));
+        CHECK(factor[3] == colors[i].a);
+        CHECK(PixelOf(files[i], surface["baseColorTexture"]) == Rgba8{10, 128, 255, 255});
+        CHECK(files[i].log == nothing);
+    }
+    CHECK(MaterialOf(Write(QuadOf(UnlitOf(white))))["pbrMetallicRoughness"]["baseColorFactor"] == Json({1, 1, 1, 1}));
+}
+
+TEST_CASE("Vertex colors stay linear, and an unlit material blends where they are transparent")
+{
+    const auto colored = [](float alpha)
+    {
+        return With(Quad(), Attributes::Color0,
+                    std::vector<glm::vec4>{{0.5f, 0.5f, 0.5f, 1}, {0, 0, 0, 1}, {1, 1, 1, 1}, {1, 0, 0, alpha}});
+    };
+    const auto unlit = UnlitOf(white);
+    const auto transparent = UnlitOf({1, 1, 1, 0.5f});
+    const auto pbr = std::make_shared<GltfPbrMaterial>();
+    Model model = ModelOf({NodeOf({colored(1).SetMaterial(unlit), colored(0.5f).SetMaterial(unlit), QuadOf(unlit),
+                                   colored(0.5f).SetMaterial(transparent), QuadOf(transparent),
+                                   colored(0.5f).SetMaterial(pbr), colored(0.75f).SetMaterial(unlit)})});
+    const GlbContent file = Write(model);
+    CHECK(file.Values("COLOR_0", 0, 1) == Floats{0.5f, 0.5f, 0.5f, 1, 0, 0, 0, 1, 1, 1, 1, 1, 1, 0, 0, 0.5f});
+    const std::size_t places[] = {0, 1, 0, 2, 2, 3, 1};
+    for (std::size_t i = 0; i < std::size(places); ++i)
+        CHECK(file.Primitive(0, i)["material"] == places[i]);
+    REQUIRE(file.Count("materials") == 4);
+    Json blended = file.json["materials"][0];
+    blended["alphaMode"] = "BLEND";
+    CHECK_FALSE(file.json["materials"][0].contains("alphaMode"));
+    CHECK(file.json["materials"][1] == blended);
+    CHECK(file.json["materials"][2]["alphaMode"] == "BLEND");
+    CHECK_FALSE(file.json["materials"][3].contains("alphaMode"));
+    CHECK(file.log == nothing);
 }
 
 TEST_CASE("A picture keeps its size and its pixels")
@@ -223,8 +285,7 @@ TEST_CASE("A value that glTF does not allow is left out, with one warning that n
         const char* absent; // a JSON pointer
         std::string warning;
     };
-    const auto unlit = std::make_shared<UnlitMaterial>();
-    unlit->SetBaseColor({0, 0, 1.5f, 1});
+    const auto unlit = UnlitOf({0, 0, 1.5f, 1});
     const Texture texture = Pixel({});
     const char* const color = "/pbrMetallicRoughness/baseColorFactor";
     const std::vector<Case> cases = {
@@ -276,6 +337,7 @@ TEST_CASE("A value that glTF does not allow is left out, with one warning that n
          "/alphaCutoff", "alpha cutoff is left out: -0.5 is negative or not finite."},
     };
     std::vector<Mesh> meshes;
+    meshes.reserve(cases.size());
     for (const Case& c : cases)
         meshes.push_back(QuadOf(c.material));
     const std::vector<GlbContent> files = WriteAll(meshes);

@@ -53,7 +53,8 @@ TEST_CASE("Every topology is drawn, with indices of both kinds and without")
 TEST_CASE("Attributes may have other formats of floats and normalized integers")
 {
     using enum wgpu::VertexFormat;
-    const Image expected = Draw(BareQuad().SetMaterial(Unlit({1, 0.2, 0.4, 1})));
+    const std::vector<glm::vec4> floats(4, {1, 0.2, 0.4, 1});
+    const Image expected = Draw(With(BareQuad(), Attributes::Color0, floats).SetMaterial(Unlit(glm::vec4(1))));
     const std::vector<std::uint32_t> colors(4, 0xff6633ff);
     const Mesh colored = With(BareQuad(), "Color0", Unorm8x4, colors).SetMaterial(Unlit(glm::vec4(1)));
     CHECK(Alike(Draw(colored), expected));

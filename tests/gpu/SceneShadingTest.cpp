@@ -232,11 +232,12 @@ TEST_CASE("From afar a texture is averaged: colors as light, other values as the
     CHECK(Near(DrawCenter(Quad().SetMaterial(material), view), Display(Reflected(glm::dvec3(0.5), 0.0, 1.0)), 2));
 }
 
-TEST_CASE("Vertex colors multiply the base color")
+TEST_CASE("Vertex colors are linear and multiply the base color")
 {
     const std::vector<glm::vec4> colors(4, glm::vec4(0.5, 1, 0.25, 1));
     const Mesh mesh = With(BareQuad(), Attributes::Color0, colors);
-    CHECK(Near(DrawCenter(mesh.SetMaterial(Unlit({1, 0.5, 1, 1}))), {128, 128, 64, 255}));
+    CHECK(Near(DrawCenter(mesh.SetMaterial(Unlit({1, 0.5, 1, 1}))),
+               ToRgba8({EncodeSrgb(0.5), 0.5, EncodeSrgb(0.25), 1})));
     CHECK(Near(DrawCenter(mesh.SetMaterial(Pbr({0.8, 0.4, 1, 1}, 0, 1))),
                Display(Reflected({0.4, 0.4, 0.25}, 0.0, 1.0))));
 }

@@ -26,6 +26,13 @@ std::string Show(std::span<const float> values)
     return text;
 }
 
+// Source: IEC 61966-2-1.
+float DecodeSrgb(float encoded)
+{
+    const double value = encoded;
+    return float(value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4));
+}
+
 bool HasTransparency(const Image& image)
 {
     const std::size_t size = 4 * std::size_t(image.GetWidth()) * std::size_t(image.GetHeight());
@@ -61,33 +68,44 @@ bool HasTexture(const Material* material)
     return std::ranges::any_of(TexturesOf(material), [](const Texture& texture) { return bool(texture); });
 }
 
-std::size_t MaterialWriter::Add(const Material& material)
+std::size_t MaterialWriter::Add(const Material& material, bool onTransparentColors)
 {
-    const auto [entry, isNew] = materials.try_emplace(&material, materials.size());
+    const auto* const unlit = dynamic_cast<const UnlitMaterial*>(&material);
+    const bool blendsForColors = unlit && onTransparentColors;
+    const auto [entry, isNew] = materials.try_emplace({&material, blendsForColors});
     if (!isNew)
         return entry->second;
+    if (blendsForColors && IsTransparent(*unlit))
+        return entry->second = Add(material); // which blends by itself
     Json json = Json::object();
-    if (const auto* const unlit = dynamic_cast<const UnlitMaterial*>(&material))
-        json = MakeUnlit(*unlit);
+    if (unlit)
+        json = MakeUnlit(*unlit, blendsForColors || IsTransparent(*unlit));
     else if (const auto* const pbr = dynamic_cast<const GltfPbrMaterial*>(&material))
         json = MakePbr(*pbr);
     else
         file.Warn("a material is left out: it is neither PBR nor unlit.");
-    return file.Add("materials", std::move(json));
+    return entry->second = file.Add("materials", std::move(json));
 }
 
-Json MaterialWriter::MakeUnlit(const UnlitMaterial& material)
+bool MaterialWriter::IsTransparent(const UnlitMaterial& material) const
+{
+    return material.GetBaseColor().a < 1.0f || HasTransparency(download.GetImage(material.GetBaseColorTexture()));
+}
+
+Json MaterialWriter::MakeUnlit(const UnlitMaterial& material, bool blends)
 {
     // Readers that don't know the extension show something dull.
     Json surface = {{"metallicFactor", 0}, {"roughnessFactor", 0.9}};
     const glm::vec4& color = material.GetBaseColor();
-    SetFactor(surface, "baseColorFactor", Components(color), "base color");
+    // Of base colors the format's textures are sRGB-encoded, as here, but its factors are linear.
+    if (CheckFactor(Components(color), "base color"))
+        surface["baseColorFactor"] = {DecodeSrgb(color.r), DecodeSrgb(color.g), DecodeSrgb(color.b), color.a};
     SetTexture(surface, "baseColorTexture", material.GetBaseColorTexture());
 
     file.UseExtension("KHR_materials_unlit");
     Json json = {{"pbrMetallicRoughness", std::move(surface)},
                  {"extensions", {{"KHR_materials_unlit", Json::object()}}}};
-    if (color.a < 1.0f || HasTransparency(download.GetImage(material.GetBaseColorTexture())))
+    if (blends)
         json["alphaMode"] = "BLEND";
     return json;
 }
@@ -164,21 +182,29 @@ Json* MaterialWriter::SetTexture(Json& json, const char* member, const Texture& 
     return &json[member];
 }
 
+bool MaterialWriter::CheckFactor(std::span<const float> values, const char* shownName)
+{
+    const bool isGood = std::ranges::all_of(values, [](float value) { return value >= 0.0f && value <= 1.0f; });
+    if (!isGood)
+        file.Warn(std::string("a material's ") + shownName + " is left out: " + Show(values) + " lies outside 0 to 1.");
+    return isGood;
+}
+
 void MaterialWriter::SetFactor(Json& json, const char* member, std::span<const float> values, const char* shownName)
 {
-    if (!std::ranges::all_of(values, [](float value) { return value >= 0.0f && value <= 1.0f; }))
-        return file.Warn(std::string("a material's ") + shownName + " is left out: " + Show(values) +
-                         " lies outside 0 to 1.");
-    json[member] = values.size() == 1 ? Json(values.front()) : ToJson(values);
+    if (CheckFactor(values, shownName))
+        json[member] = values.size() == 1 ? Json(values.front()) : ToJson(values);
 }
 
 std::optional<std::size_t> MaterialWriter::FindTexture(const Texture& texture)
 {
     if (!texture)
         return std::nullopt;
-    if (std::ranges::find(textures, texture, &KnownTexture::texture) == textures.end())
-        AddTexture(texture);
-    return std::ranges::find(textures, texture, &KnownTexture::texture)->place;
+    const auto found = std::ranges::find(textures, texture, &KnownTexture::texture);
+    if (found != textures.end())
+        return found->place;
+    AddTexture(texture);
+    return textures.back().place;
 }
 
 void MaterialWriter::AddTexture(const Texture& texture)

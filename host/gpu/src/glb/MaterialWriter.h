@@ -6,6 +6,7 @@
 
 #include <map>
 #include <optional>
+#include <utility>
 
 namespace Varkle::Glb
 {
@@ -22,8 +23,9 @@ class MaterialWriter
 public:
     MaterialWriter(GlbFile& target, const Download& fetched) : file(target), download(fetched) {}
 
-    /// Returns the material's place in the file.
-    std::size_t Add(const Material& material);
+    /// Returns the material's place in the file. With `onTransparentColors` it is for a mesh whose colors let something
+    /// show through: an unlit one blends then.
+    std::size_t Add(const Material& material, bool onTransparentColors = false);
     /// Adds a texture even if it is there already; one that is empty or can't be read is left out.
     void AddTexture(const Texture& texture);
 
@@ -34,7 +36,8 @@ private:
         std::optional<std::size_t> place; // nothing for one that can't be read
     };
 
-    Json MakeUnlit(const UnlitMaterial& material);
+    bool IsTransparent(const UnlitMaterial& material) const;
+    Json MakeUnlit(const UnlitMaterial& material, bool blends);
     Json MakePbr(const GltfPbrMaterial& material);
     Json MakeSurface(const GltfPbrMaterial& material);
     void SetNormalAndOcclusion(Json& json, const GltfPbrMaterial& material);
@@ -43,6 +46,8 @@ private:
 
     /// Sets a member to a reference to the texture. Returns it, null when the texture can't be referred to.
     Json* SetTexture(Json& json, const char* member, const Texture& texture);
+    /// Returns whether all values lie within 0 and 1; warns when not.
+    bool CheckFactor(std::span<const float> values, const char* shownName);
     /// Sets a member to a number or, with several, to an array, if they lie within 0 and 1.
     void SetFactor(Json& json, const char* member, std::span<const float> values, const char* shownName);
     std::optional<std::size_t> FindTexture(const Texture& texture);
@@ -50,7 +55,7 @@ private:
 
     GlbFile& file;
     const Download& download;
-    std::map<const Material*, std::size_t> materials;
+    std::map<std::pair<const Material*, bool>, std::size_t> materials; // true: on transparent colors
     std::vector<KnownTexture> textures;
     std::vector<KnownTexture> images;
 };

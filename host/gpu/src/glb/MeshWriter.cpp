@@ -3,6 +3,7 @@
 #include "Quoted.h"
 
 #include <algorithm>
+#include <glm/vec4.hpp>
 
 namespace Varkle::Glb
 {
@@ -39,6 +40,12 @@ bool IsKnown(const Attribute& attribute)
                                [&](const KnownAttribute& known) { return Is(attribute, known.semantic); });
 }
 
+// Colors of four floats.
+bool HasTransparency(std::span<const std::byte> colors, unsigned vertexCount)
+{
+    return std::ranges::any_of(As<glm::vec4>(colors).first(vertexCount), [](const glm::vec4& c) { return c.a < 1.0f; });
+}
+
 // JSON is UTF-8: bytes of a name that are not are replaced.
 std::string MakeCustomName(const std::string& name)
 {
@@ -58,6 +65,7 @@ void AddBuffers(const Mesh& mesh, Download& download)
 std::optional<std::size_t> MeshWriter::Add(const std::vector<MeshInstance>& instances)
 {
     std::vector<const void*> key;
+    key.reserve(instances.size());
     for (const MeshInstance& instance : instances)
         key.push_back(&instance.GetMesh().GetAttributes());
     const auto [entry, isNew] = meshes.try_emplace(std::move(key));
@@ -95,8 +103,8 @@ Json MeshWriter::MakePrimitive(const Mesh& mesh)
     Json primitive = {{"mode", indices->mode}, {"attributes", std::move(accessors)}};
     if (!indices->values.empty())
         primitive["indices"] = AddIndices(*indices);
-    if (const std::shared_ptr<Material> material = mesh.GetMaterial())
-        SetMaterial(primitive, *material, vertexCount);
+    if (mesh.GetMaterial())
+        SetMaterial(primitive, mesh, vertexCount);
     return primitive;
 }
 
@@ -136,11 +144,15 @@ void MeshWriter::AddCustomAttributes(Json& accessors, const Mesh& mesh, unsigned
     }
 }
 
-void MeshWriter::SetMaterial(Json& primitive, const Material& material, unsigned vertexCount)
+void MeshWriter::SetMaterial(Json& primitive, const Mesh& mesh, unsigned vertexCount)
 {
-    primitive["material"] = materials.Add(material);
+    const std::shared_ptr<Material> material = mesh.GetMaterial();
     Json& accessors = primitive["attributes"];
-    if (!HasTexture(&material) || accessors.contains("TEXCOORD_0"))
+    const bool onTransparentColors =
+        accessors.contains("COLOR_0") &&
+        HasTransparency(download.GetBytes(mesh.GetAttribute(Attributes::Color0.name)->GetBuffer()), vertexCount);
+    primitive["material"] = materials.Add(*material, onTransparentColors);
+    if (!HasTexture(material.get()) || accessors.contains("TEXCOORD_0"))
         return;
     // That is where such a mesh reads its textures, but the format wants it said.
     file.Warn("a mesh without texture coordinates gets some that are 0: its material has textures.");

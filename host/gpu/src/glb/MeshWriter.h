@@ -36,7 +36,7 @@ private:
     /// Returns the accessors by the names of the attributes; none when the positions can't be written.
     Json AddAttributes(const Mesh& mesh, unsigned vertexCount);
     void AddCustomAttributes(Json& accessors, const Mesh& mesh, unsigned vertexCount);
-    void SetMaterial(Json& primitive, const Material& material, unsigned vertexCount);
+    void SetMaterial(Json& primitive, const Mesh& mesh, unsigned vertexCount);
     std::size_t AddIndices(const Indices& indices);
 
     GlbFile& file;

@@ -151,12 +151,12 @@ fn has(texture: u32) -> bool
     return textured && (material.textures & texture) != 0u;
 }
 
-fn baseColor(in: VertexOutput) -> vec4<f32>
+fn baseColor(vertexColor: vec4<f32>, uv: vec2<f32>) -> vec4<f32>
 {
-    var color = material.baseColor * in.color;
+    var color = material.baseColor * vertexColor;
     if has(HAS_BASE_COLOR)
     {
-        color *= textureSample(baseColorTexture, materialSampler, in.uv);
+        color *= textureSample(baseColorTexture, materialSampler, uv);
     }
     return clamp(color, vec4<f32>(0.0), vec4<f32>(1.0));
 }
@@ -337,7 +337,7 @@ fn lit(in: VertexOutput, front: bool, base: vec4<f32>) -> vec3<f32>
 @fragment
 fn fs_lit(in: VertexOutput, @builtin(front_facing) front: bool) -> @location(0) vec4<f32>
 {
-    let base = baseColor(in);
+    let base = baseColor(in.color, in.uv);
     return display(lit(in, front, base), select(base.a, 1.0, opaque));
 }
 
@@ -351,7 +351,7 @@ struct MaskedOutput
 @fragment
 fn fs_masked(in: VertexOutput, @builtin(front_facing) front: bool) -> MaskedOutput
 {
-    let base = baseColor(in);
+    let base = baseColor(in.color, in.uv);
     let slope = fwidth(base.a);
     let color = lit(in, front, base);
     var share = select(0.0, 1.0, base.a >= material.alphaCutoff);
@@ -367,11 +367,11 @@ fn fs_masked(in: VertexOutput, @builtin(front_facing) front: bool) -> MaskedOutp
     return MaskedOutput(display(color, 1.0), (1u << count) - 1u);
 }
 
-// Colors as they are: nothing is decoded, so nothing is encoded.
+// Colors as they are: sRGB-encoded ones, which are not decoded. Only those of vertices, which are linear, are encoded.
 @fragment
 fn fs_unlit(in: VertexOutput) -> @location(0) vec4<f32>
 {
-    let base = baseColor(in);
+    let base = baseColor(vec4<f32>(encodeSrgb(in.color.rgb), in.color.a), in.uv);
     let alpha = select(base.a, 1.0, opaque);
     if alpha <= 0.0
     {

@@ -18,7 +18,9 @@ namespace Varkle
 /// - The six attributes of Attributes become POSITION, NORMAL, TANGENT, TEXCOORD_0, TEXCOORD_1 and COLOR_0; others of
 ///   one to four floats become custom attributes, "_" and their name. Indices become 32-bit ones.
 /// - Textures are embedded as PNG; those and the materials that a model lists come first, in their order. An
-///   UnlitMaterial uses KHR_materials_unlit; an emission above 1 KHR_materials_emissive_strength.
+///   UnlitMaterial uses KHR_materials_unlit, its color decoded from sRGB to the linear one that readers expect; they
+///   multiply it with a texture or vertex colors in linear light, which differs from here by up to 9 levels of 255. An
+///   emission above 1 uses KHR_materials_emissive_strength.
 /// - What glTF has no words for is repaired where that changes nothing of what is meant. Normals and tangents become
 ///   unit vectors, a sheared node becomes two, incomplete lines and triangles at the end go, attributes end with the
 ///   positions, and a textured mesh without texture coordinates gets zeros.

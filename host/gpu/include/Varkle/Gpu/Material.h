@@ -15,10 +15,12 @@ public:
     virtual ~Material();
 };
 
-/// Shows a colour, or a texture times that colour, without light.
+/// Shows a color, or a texture times that color, without light. Both are sRGB-encoded and shown as they are: 0.5 gives
+/// a pixel the level 128 of 255, and with a texture the encoded values are multiplied.
 class UnlitMaterial final : public Material
 {
 public:
+    /// Sets the color, red, green and blue from 0 to 1 as a picture holds them (not linear), and the alpha.
     void SetBaseColor(const glm::vec4& color) { baseColor = color; }
     void SetBaseColorTexture(const Texture& texture) { baseColorTexture = texture; }
 
@@ -31,6 +33,9 @@ private:
 };
 
 /// Is the metallic-roughness material of glTF 2.0, with that format's defaults. Textures may be empty.
+///
+/// All factors are linear, those of the base color and the emission, too. The textures of these two are sRGB-encoded,
+/// and decoded before they are multiplied; the other textures hold plain numbers.
 class GltfPbrMaterial final : public Material
 {
 public:

@@ -28,7 +28,7 @@ inline constexpr AttributeSemantic Normal{"Normal", wgpu::VertexFormat::Float32x
 inline constexpr AttributeSemantic Tangent{"Tangent", wgpu::VertexFormat::Float32x4}; ///< w = handedness
 inline constexpr AttributeSemantic TexCoord0{"TexCoord0", wgpu::VertexFormat::Float32x2};
 inline constexpr AttributeSemantic TexCoord1{"TexCoord1", wgpu::VertexFormat::Float32x2};
-inline constexpr AttributeSemantic Color0{"Color0", wgpu::VertexFormat::Float32x4};
+inline constexpr AttributeSemantic Color0{"Color0", wgpu::VertexFormat::Float32x4}; ///< linear, with alpha
 } // namespace Attributes
 
 /// Returns the bytes of one element of a vertex format: 12 for Float32x3. 0 for a number that is no format.

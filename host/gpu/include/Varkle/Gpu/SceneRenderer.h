@@ -62,13 +62,15 @@ struct SceneView
 /// Materials are shaded after glTF 2.0 (metallic-roughness), tone mapped with Khronos PBR Neutral and anti-aliased with
 /// four samples a pixel. Opaque and masked things come first, then what blends, from back to front by the centers of
 /// the meshes. Back faces are culled unless the material is double-sided. Colors of an UnlitMaterial come out as they
-/// are: base color times texture times vertex color, alpha blends. Without a material a mesh is a rough, neutral gray.
+/// are: sRGB-encoded base color times sRGB-encoded texture; alpha blends. Without a material a mesh is a rough, neutral
+/// gray.
 ///
-/// Of a mesh the attributes of Varkle::Attributes are used, except TexCoord1: Color0 multiplies the base color, without
-/// Normal the surface is shaded flat (lines and points without light), without Tangent the normal texture's frame comes
-/// from TexCoord0. Any format of floats or normalized integers will do whose element is a multiple of 4 bytes; others,
-/// and attributes with fewer vertices than Position, count as missing. A mesh without positions or vertices draws
-/// nothing. Vertices that aren't finite numbers don't take part in the framing.
+/// Of a mesh the attributes of Varkle::Attributes are used, except TexCoord1: Color0, which is linear as in glTF,
+/// multiplies the base color (that of an UnlitMaterial after it was sRGB-encoded itself), without Normal the surface is
+/// shaded flat (lines and points without light), without Tangent the normal texture's frame comes from TexCoord0. Any
+/// format of floats or normalized integers will do whose element is a multiple of 4 bytes; others, and attributes with
+/// fewer vertices than Position, count as missing. A mesh without positions or vertices draws nothing. Vertices that
+/// aren't finite numbers don't take part in the framing.
 ///
 /// A renderer keeps what it needs for the next picture of the same things, and the mesh, model or material that it
 /// showed last: have one for each view that goes on. Drawing the same things again creates nothing on the GPU. What

@@ -4,7 +4,6 @@
 #include "Varkle/Gpu/Graphics.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -46,28 +45,13 @@ std::uint64_t CountPossibleCopies(const Mesh& mesh)
     return most;
 }
 
-// Writes the first bytes of a buffer again and again, until the target is full.
-void Fill(Buffer target, std::uint64_t targetSize, const Buffer& source, std::uint64_t sourceSize)
-{
-    for (std::uint64_t offset = 0; offset < targetSize; offset += sourceSize)
-        target.CopyFrom(source, 0, offset, std::min(sourceSize, targetSize - offset));
-}
-
 Attribute Repeat(const Attribute& source, unsigned copies)
 {
-    Attribute repeated(source.GetName(), source.GetFormat(), source.GetVertexCount() * copies);
+    const Attribute repeated(source.GetName(), source.GetFormat(), source.GetVertexCount() * copies);
     const std::uint64_t size = std::uint64_t(source.GetVertexCount()) * GetVertexFormatSize(source.GetFormat());
-    constexpr unsigned few = 16;
-    if (copies < few)
-    {
-        Fill(repeated.GetBuffer(), size * copies, source.GetBuffer(), size);
-        return repeated;
-    }
-    // Submitting a copy costs more than what a small one moves. With blocks there are 64 of them in place of 1,000.
-    const std::uint64_t blockSize = size * std::uint64_t(std::sqrt(copies));
-    const Buffer block(blockSize, wgpu::BufferUsage::CopySrc | wgpu::BufferUsage::CopyDst, false);
-    Fill(block, blockSize, source.GetBuffer(), size);
-    Fill(repeated.GetBuffer(), size * copies, block, blockSize);
+    Buffer target = repeated.GetBuffer();
+    for (unsigned k = 0; k < copies; ++k)
+        target.CopyFrom(source.GetBuffer(), 0, k * size, size);
     return repeated;
 }
 

@@ -37,11 +37,11 @@ std::string FormatStatistics(const Graph& graph, bool withGpuTimes)
                              Milliseconds(op->GetExecutionTime()), gpu);
     }
     const GpuCounters counters = Graphics::GetCounters();
-    table +=
-        fmt::format("passes {}, pipelines created {}, shaders compiled {}, textures created {} and reused {}, "
-                    "buffers created {} and reused {}\n",
-                    counters.renderPasses + counters.computePasses, counters.pipelinesCreated, counters.shadersCompiled,
-                    counters.texturesCreated, counters.texturesReused, counters.buffersCreated, counters.buffersReused);
+    table += fmt::format("passes {}, pipelines created {}, shaders compiled {}, textures created {} and reused {}, "
+                         "buffers created {} and reused {}, submits {}\n",
+                         counters.renderPasses + counters.computePasses, counters.pipelinesCreated,
+                         counters.shadersCompiled, counters.texturesCreated, counters.texturesReused,
+                         counters.buffersCreated, counters.buffersReused, counters.submits);
     return table;
 }
 

@@ -5,7 +5,8 @@
 #include "support/ReadBuffer.h"
 
 #include <cstdint>
-#include <numeric>
+#include <functional>
+#include <utility>
 #include <vector>
 
 using namespace Varkle;
@@ -123,6 +124,176 @@ TEST_CASE("An upload between two passes reaches only what is submitted after it"
     after.CopyFrom(source, 0, 0, 4);
     CHECK(ReadBuffer<std::uint8_t>(before) == one);
     CHECK(ReadBuffer<std::uint8_t>(after) == two);
+}
+
+TEST_CASE("An upload of megabytes does not overtake a copy that was asked for before")
+{
+    const std::size_t size = 5u << 20; // goes through a staging buffer
+    Buffer source(size, usage, true);
+    Buffer target(4, usage, true);
+    const Bytes one{1, 1, 1, 1};
+    source.Upload(one.data(), 4, 0);
+    target.CopyFrom(source, 0, 0, 4);
+    const Bytes many(size, 2);
+    source.Upload(many.data(), size, 0);
+    CHECK(ReadBuffer<std::uint8_t>(target) == one);
+    CHECK((ReadBuffer<std::uint8_t>(source) == many));
+}
+
+TEST_CASE("A copy takes what the copy before brought")
+{
+    Buffer first(4, usage, true);
+    Buffer second(4, usage, true);
+    Buffer third(8, usage, true);
+    const Bytes bytes{1, 2, 3, 4};
+    first.Upload(bytes.data(), 4, 0);
+    third.CopyFrom(second, 0, 0, 4); // zeros
+    second.CopyFrom(first, 0, 0, 4);
+    third.CopyFrom(second, 0, 4, 4);
+    first.CopyFrom(third, 0, 0, 4);
+    CHECK(ReadBuffer<std::uint8_t>(third) == Bytes{0, 0, 0, 0, 1, 2, 3, 4});
+    CHECK(ReadBuffer<std::uint8_t>(second) == bytes);
+    CHECK(ReadBuffer<std::uint8_t>(first) == Bytes(4, 0));
+}
+
+TEST_CASE("Copies in a row share one submit")
+{
+    Buffer source(4, usage, true);
+    Buffer target(4000, usage, true);
+    const auto copy = [&]
+    {
+        for (std::uint64_t offset = 0; offset < 4000; offset += 4)
+            target.CopyFrom(source, 0, offset, 4);
+    };
+    const std::pair<const char*, std::function<void()>> makers[] = {
+        {"taking the queue", [] { Graphics::GetQueue(); }},
+        {"processing events", [] { Graphics::ProcessEvents(); }},
+        {"waiting", [] { Graphics::WaitForGpu(); }},
+        {"uploading", [&] { source.Upload("abcd", 4, 0); }},
+    };
+    for (const auto& [name, submit] : makers)
+    {
+        INFO(name);
+        Graphics::WaitForGpu();
+        const std::uint64_t submits = Graphics::GetCounters().submits;
+        copy();
+        CHECK(Graphics::GetCounters().submits == submits);
+        submit();
+        CHECK(Graphics::GetCounters().submits == submits + 1);
+        submit();
+        CHECK(Graphics::GetCounters().submits == submits + 1);
+    }
+    copy();
+    const std::vector<std::uint32_t> words = ReadBuffer<std::uint32_t>(target);
+    CHECK(words == std::vector<std::uint32_t>(1000, 0x64636261)); // "abcd"
+}
+
+TEST_CASE("A copy is made though its source is gone, and the target's next owner does not see it")
+{
+    Buffer target(4, usage, true);
+    const Bytes one{1, 1, 1, 1};
+    const Bytes two{2, 2, 2, 2};
+    WGPUBuffer object = nullptr;
+    {
+        Buffer source(4, usage, true);
+        object = source.GetBufferHandle().Get();
+        source.Upload(one.data(), 4, 0);
+        target.CopyFrom(source, 0, 0, 4);
+    }
+    SECTION("when it has a new owner")
+    {
+        Buffer next(4, usage, false);
+        REQUIRE(next.GetBufferHandle().Get() == object);
+        next.Upload(two.data(), 4, 0);
+        CHECK(ReadBuffer<std::uint8_t>(next) == two);
+    }
+    SECTION("when it is zeroed for a new owner")
+    {
+        const Buffer next(4, usage, true);
+        REQUIRE(next.GetBufferHandle().Get() == object);
+        CHECK(ReadBuffer<std::uint8_t>(next) == Bytes(4, 0));
+    }
+    SECTION("when it is released")
+    {
+        Graphics::TrimPools(true);
+    }
+    CHECK(ReadBuffer<std::uint8_t>(target) == one);
+
+    {
+        Buffer brief(4, usage, true);
+        object = brief.GetBufferHandle().Get();
+        brief.CopyFrom(target, 0, 0, 4);
+    }
+    const Buffer zeros(4, usage, true);
+    REQUIRE(zeros.GetBufferHandle().Get() == object);
+    CHECK(ReadBuffer<std::uint8_t>(zeros) == Bytes(4, 0));
+}
+
+TEST_CASE("A copy to a buffer that can be mapped is there when it is mapped")
+{
+    Buffer source(4, usage, true);
+    const Bytes bytes{1, 2, 3, 4};
+    source.Upload(bytes.data(), 4, 0);
+    Buffer readable(4, wgpu::BufferUsage::MapRead | wgpu::BufferUsage::CopyDst, false);
+    const wgpu::Buffer handle = readable.GetBufferHandle();
+    readable.CopyFrom(source, 0, 0, 4);
+    const wgpu::Future mapped = handle.MapAsync(wgpu::MapMode::Read, 0, 4, wgpu::CallbackMode::WaitAnyOnly,
+                                                [](wgpu::MapAsyncStatus, wgpu::StringView) {});
+    Graphics::GetInstance().WaitAny(mapped, UINT64_MAX);
+    const auto* const data = static_cast<const std::uint8_t*>(handle.GetConstMappedRange(0, 4));
+    REQUIRE(data);
+    CHECK(Bytes(data, data + 4) == bytes);
+    handle.Unmap();
+}
+
+TEST_CASE("A copy that WebGPU refuses is an error and takes no other with it")
+{
+    Buffer source(8, usage, true);
+    Buffer target(8, usage, true);
+    Buffer onlyStorage(8, wgpu::BufferUsage::Storage, false);
+    const Bytes bytes{1, 2, 3, 4, 5, 6, 7, 8};
+    source.Upload(bytes.data(), 8, 0);
+    const LogRecorder log;
+    target.CopyFrom(source, 0, 0, 4);
+    source.CopyFrom(source, 0, 4, 4);
+    source.CopyFrom(onlyStorage, 0, 4, 4);
+    onlyStorage.CopyFrom(source, 0, 4, 4);
+    target.CopyFrom(source, 4, 4, 4);
+    CHECK(ReadBuffer<std::uint8_t>(target) == bytes);
+    CHECK(log.lines == std::vector<std::string>{
+                           "error: Can't copy between two buffers: they are the same.",
+                           "error: Can't copy between two buffers: the first one lacks the usage CopySrc.",
+                           "error: Can't copy between two buffers: the second one lacks the usage CopyDst.",
+                       });
+}
+
+TEST_CASE("Copies that are pending when the device goes are forgotten")
+{
+    const LogRecorder log;
+    Buffer source(4, usage, true);
+    Buffer target(4, usage, true);
+    target.CopyFrom(source, 0, 0, 4);
+    SECTION("because it is shut down")
+    {
+        Graphics::Shutdown();
+        CHECK(log.lines.empty());
+    }
+    SECTION("because it is lost")
+    {
+        Graphics::GetDevice().ForceLoss(wgpu::DeviceLostReason::Unknown, "the test pulled the plug");
+        while (!Graphics::IsLost())
+            Graphics::ProcessEvents();
+        target.CopyFrom(source, 0, 0, 4);
+        Graphics::Shutdown();
+        CHECK(log.lines == std::vector<std::string>{"error: The GPU device was lost: the test pulled the plug"});
+    }
+    const std::size_t lines = log.lines.size();
+    REQUIRE(Graphics::Start());
+    Buffer next(4, usage, true);
+    const Bytes bytes{1, 2, 3, 4};
+    next.Upload(bytes.data(), 4, 0);
+    CHECK(ReadBuffer<std::uint8_t>(next) == bytes);
+    CHECK(log.lines.size() == lines);
 }
 
 TEST_CASE("A copy takes a range of one buffer to an offset of another")

@@ -1,12 +1,12 @@
 #include "Varkle/Gpu/Graphics.h"
 
 #include "GpuInternals.h"
-#include "Varkle/Core/Graph.h"
 #include "Varkle/Gpu/Buffer.h"
 #include "Varkle/Gpu/FrameBuffer.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
 #include "support/Pixels.h"
+#include "support/RunAs.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -35,24 +35,6 @@ void RunPass(const Texture& target)
     encoder.BeginRenderPass(&descriptor).End();
     const wgpu::CommandBuffer commands = encoder.Finish();
     Graphics::GetQueue().Submit(1, &commands);
-}
-
-// Does whatever the test wants while it executes.
-class Worker final : public Operator
-{
-public:
-    explicit Worker(std::function<void()> given) : work(std::move(given)) {}
-    void Execute(ExecutionContext&) override { work(); }
-
-private:
-    std::function<void()> work;
-};
-
-void RunAs(std::string_view key, std::function<void()> work)
-{
-    Graph graph;
-    graph.Add(std::make_unique<Worker>(std::move(work)), key);
-    graph.Run();
 }
 
 } // namespace

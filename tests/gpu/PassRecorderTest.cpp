@@ -1,14 +1,11 @@
 #include "Varkle/Gpu/PassRecorder.h"
 
-#include "Varkle/Core/Graph.h"
-#include "Varkle/Core/Operator.h"
 #include "Varkle/Gpu/BindGroupBuilder.h"
 #include "Varkle/Gpu/BlendMode.h"
 #include "gpu/QuadDrawing.h"
 #include "support/ReadBuffer.h"
+#include "support/RunAs.h"
 
-#include <functional>
-#include <memory>
 #include <numeric>
 
 using namespace Varkle;
@@ -53,25 +50,6 @@ const Shader doubleShader = Shader::FromWgsl(R"(
 
 constexpr wgpu::BufferUsage storageUsage =
     wgpu::BufferUsage::Storage | wgpu::BufferUsage::CopyDst | wgpu::BufferUsage::CopySrc;
-
-/// Does whatever the test wants while it executes.
-class Worker final : public Operator
-{
-public:
-    explicit Worker(std::function<void()> given) : work(std::move(given)) {}
-    void Execute(ExecutionContext&) override { work(); }
-
-private:
-    std::function<void()> work;
-};
-
-/// Runs something as the work of an operator with the key "soft".
-void RunInOperator(std::function<void()> work)
-{
-    Graph graph;
-    graph.Add(std::make_unique<Worker>(std::move(work)), "soft");
-    graph.Run();
-}
 
 } // namespace
 
@@ -412,7 +390,7 @@ TEST_CASE("Errors of passes, bind groups and pipelines name the operator that is
 {
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
     const LogRecorder log;
-    RunInOperator(
+    RunAs("soft",
         [&]
         {
             RenderPassRecorder().BindFrameBuffer(target).BindPipeline({}).Submit();
@@ -430,6 +408,6 @@ TEST_CASE("The GPU time of a pass counts for the operator that submitted it")
     if (!Graphics::StartTimings())
         return; // this adapter has no timestamps
     Filler filler;
-    RunInOperator([&] { filler.Record(AllocateFrameBuffer({512, 512}, rgba8)).Draw(6, 1, 0, 0).Submit(); });
+    RunAs("soft", [&] { filler.Record(AllocateFrameBuffer({512, 512}, rgba8)).Draw(6, 1, 0, 0).Submit(); });
     CHECK(Graphics::CollectTimings().contains("soft"));
 }

@@ -299,6 +299,19 @@ TEST_CASE("Mesh Copy runs both shaders in one pass")
     CHECK(Graphics::GetCounters().dispatches == before.dispatches + 1);
 }
 
+TEST_CASE("Mesh Copy of 1000 makes a handful of submits")
+{
+    MeshRunner<CopyMesh> runner;
+    runner.SetInt("Count", 1000);
+    runner.Feed(MakeRichMesh(3));
+    runner.Execute();
+    Graphics::WaitForGpu();
+    const std::uint64_t before = Graphics::GetCounters().submits;
+    runner.Execute();
+    Graphics::WaitForGpu();
+    CHECK(Graphics::GetCounters().submits <= before + 2); // the repeated attributes, the pass
+}
+
 TEST_CASE("Mesh Copy makes new buffers for its matrices only when the count changes")
 {
     MeshRunner<CopyMesh> runner;

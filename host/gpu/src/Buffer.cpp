@@ -3,6 +3,7 @@
 #include "BufferAccess.h"
 #include "BufferPool.h"
 #include "GpuInternals.h"
+#include "PendingCopies.h"
 #include "ResourcePool.h"
 #include "Varkle/Core/Log.h"
 
@@ -59,6 +60,23 @@ bool UploadStaged(const wgpu::Buffer& target, const void* data, std::uint64_t si
     Internal::Submit(encoder);
     BufferPool::GiveStaging(staging);
     return true;
+}
+
+bool CanBeMapped(const wgpu::Buffer& buffer)
+{
+    return bool(buffer.GetUsage() & (wgpu::BufferUsage::MapRead | wgpu::BufferUsage::MapWrite));
+}
+
+// Returns why WebGPU would refuse a copy from one buffer to the other; null when it would not.
+const char* FindRefusal(const wgpu::Buffer& source, const wgpu::Buffer& target)
+{
+    if (source.Get() == target.Get())
+        return "they are the same.";
+    if (!(source.GetUsage() & wgpu::BufferUsage::CopySrc))
+        return "the first one lacks the usage CopySrc.";
+    if (!(target.GetUsage() & wgpu::BufferUsage::CopyDst))
+        return "the second one lacks the usage CopyDst.";
+    return nullptr;
 }
 
 void Clear(const wgpu::Buffer& buffer)
@@ -129,9 +147,19 @@ void Buffer::CopyFrom(const Buffer& source, std::uint64_t sourceOffset, std::uin
     }
     if (!Internal::IsCurrent(storage->generation) || !Internal::IsCurrent(source.storage->generation))
         return;
-    const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
-    encoder.CopyBufferToBuffer(source.storage->buffer, sourceOffset, storage->buffer, destinationOffset, size);
-    Internal::Submit(encoder);
+    const wgpu::Buffer& from = source.storage->buffer;
+    const wgpu::Buffer& to = storage->buffer;
+    if (const char* const reason = FindRefusal(from, to))
+    {
+        LogError(Internal::Label(std::string("Can't copy between two buffers: ") + reason));
+        return;
+    }
+    const bool canBeMapped = CanBeMapped(from) || CanBeMapped(to);
+    if (canBeMapped)
+        PendingCopies::Submit(); // one that is mapped now spoils its own copy alone
+    PendingCopies::Add(from, sourceOffset, to, destinationOffset, size);
+    if (canBeMapped)
+        PendingCopies::Submit();
 }
 
 unsigned long Buffer::GetSizeInBytes() const

@@ -38,6 +38,7 @@ bool IsCurrent(unsigned long generation);
 
 /// Finishes the commands and hands them to the queue.
 void Submit(const wgpu::CommandEncoder& encoder);
+void Submit(const wgpu::CommandBuffer& commands);
 
 /// Sleeps until the future's callback has run, or the time is over. Returns whether it has run.
 bool Wait(wgpu::Future future, std::chrono::nanoseconds timeout = std::chrono::nanoseconds::max());

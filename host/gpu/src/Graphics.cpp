@@ -3,6 +3,7 @@
 #include "Adapters.h"
 #include "BufferPool.h"
 #include "GpuInternals.h"
+#include "PendingCopies.h"
 #include "ReadBacks.h"
 #include "TextureStorage.h"
 #include "Varkle/Core/Log.h"
@@ -215,6 +216,7 @@ wgpu::Device GetDevice()
 wgpu::Queue GetQueue()
 {
     GetDevice();
+    PendingCopies::Submit();
     return Get().queue;
 }
 
@@ -238,6 +240,7 @@ void Shutdown()
     WaitForGpu();
     ProcessEvents();
     ReadBacks::Abort();
+    PendingCopies::Drop(); // of callbacks, or of a lost device
     Internal::ReleaseTimings();
     TexturePool::ReleaseDefaults();
     TexturePool::Trim(true);
@@ -297,6 +300,7 @@ const wgpu::Limits& GetLimits()
 void ProcessEvents()
 {
     const State& state = Get();
+    PendingCopies::Submit();
     if (state.instance)
         state.instance.ProcessEvents();
     LogForeignErrors();
@@ -324,6 +328,7 @@ bool HasReadBacks()
 void WaitForGpu()
 {
     const State& state = Get();
+    PendingCopies::Submit();
     if (state.queue && !state.lost)
         Internal::Wait(state.queue.OnSubmittedWorkDone(wgpu::CallbackMode::WaitAnyOnly,
                                                        [](wgpu::QueueWorkDoneStatus, wgpu::StringView) {}));
@@ -461,7 +466,12 @@ std::string ErrorScope::Finish()
 
 void Submit(const wgpu::CommandEncoder& encoder)
 {
-    const wgpu::CommandBuffer commands = encoder.Finish();
+    Submit(encoder.Finish());
+}
+
+void Submit(const wgpu::CommandBuffer& commands)
+{
+    ++Counters().submits;
     Graphics::GetQueue().Submit(1, &commands);
 }
 

@@ -29,7 +29,7 @@ bool SubmitEncoder(const wgpu::CommandEncoder& encoder, std::string_view name)
     const wgpu::CommandBuffer commands = encoder.Finish();
     const std::string error = scope.Finish();
     if (error.empty())
-        Graphics::GetQueue().Submit(1, &commands);
+        Internal::Submit(commands);
     else
         LogError(Internal::Label("A " + std::string(name) + " is refused: " + error));
     return error.empty();

@@ -165,7 +165,7 @@ bool DrawScene(const ScenePicture& picture, SceneBindings& bindings)
         LogError("A picture of the scene renderer is refused: " + problem);
         return false;
     }
-    Graphics::GetQueue().Submit(1, &commands);
+    Internal::Submit(commands);
     ++Internal::Counters().renderPasses;
     return true;
 }

@@ -25,9 +25,11 @@ public:
     /// buffer is an error in the log, and nothing is written. An empty handle ignores it.
     void Upload(const void* data, unsigned long size, unsigned long offset);
 
-    /// Copies bytes of another buffer on the GPU, in the order of submission. Offsets and size are multiples of 4. The
-    /// usages needed are CopySrc there and CopyDst here. A range outside one of the buffers is an error in the log, and
-    /// nothing is copied. Empty handles ignore it.
+    /// Copies bytes of another buffer on the GPU, in the order of uploads, passes and other copies. Many small copies
+    /// in a row are cheap: they share one submit, the next that anything makes or that Graphics::GetQueue,
+    /// ProcessEvents or WaitForGpu do. Offsets and size are multiples of 4. The usages needed are CopySrc there and
+    /// CopyDst here. The same buffer, a missing usage, and a range outside one of the buffers are errors in the log,
+    /// and nothing is copied. Empty handles ignore it.
     void CopyFrom(const Buffer& source, std::uint64_t sourceOffset, std::uint64_t destinationOffset,
                   std::uint64_t size);
 

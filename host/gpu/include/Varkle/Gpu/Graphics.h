@@ -29,6 +29,7 @@ struct GpuCounters
     std::uint64_t computePasses = 0;   ///< submitted
     std::uint64_t draws = 0;
     std::uint64_t dispatches = 0;
+    std::uint64_t submits = 0;       ///< of commands to the queue; of copies between buffers one carries many
     std::uint64_t bytesUploaded = 0; ///< to buffers and textures
     std::uint64_t readBacks = 0;     ///< pixel reads that were asked for
     std::uint64_t errors = 0;        ///< errors that the device reported
@@ -61,6 +62,8 @@ Status Start(const std::string& adapter = {});
 /// Returns the device; starts it with the defaults when Start was not called. Null when that fails, which is logged
 /// once.
 wgpu::Device GetDevice();
+/// Returns the queue, to which everything was submitted that the layer was asked for so far. Don't keep it: the layer
+/// gathers copies of buffers, and hands them over when the queue is asked for again.
 wgpu::Queue GetQueue();
 wgpu::Instance GetInstance();
 
@@ -89,7 +92,7 @@ bool WaitForReadBack(std::chrono::milliseconds timeout);
 std::size_t CountReadBacks();
 /// True while there is any.
 bool HasReadBacks();
-/// Sleeps until everything submitted so far has been done by the GPU.
+/// Sleeps until everything that was asked for so far has been done by the GPU.
 void WaitForGpu();
 
 /// True when the device was lost (unplugged, reset, crashed driver); the reason is in the log and in GetLostReason.

@@ -118,6 +118,65 @@ TEST_CASE("Operators stand in the order in which they were added")
     CHECK(graph.GetOperators()[1]->GetKey() == "a");
 }
 
+TEST_CASE("Operators can be put into another order, in which they run too unless they depend on each other")
+{
+    Graph graph;
+    auto& a = Add<Source>(graph, "a");
+    auto& b = Add<Sum>(graph, "b");
+    auto& c = Add<Source>(graph, "c");
+    auto& d = Add<Source>(graph, "d");
+    REQUIRE(graph.Connect(c.output, b.first));
+    const auto keys = [&]
+    {
+        Keys all;
+        for (const std::unique_ptr<Operator>& op : graph.GetOperators())
+            all.push_back(op->GetKey());
+        return all;
+    };
+    graph.SetOrder({&d, &b});
+    CHECK(keys() == Keys{"d", "b", "a", "c"});
+    CHECK(Run(graph) == Keys{"d", "c", "b", "a"});
+    graph.SetOrder({&d, &b, &a, &c});
+    CHECK(Run(graph).empty());
+    graph.SetOrder({&c, &b, &a, &d});
+    CHECK(keys() == Keys{"c", "b", "a", "d"});
+    CHECK(Run(graph).empty());
+    graph.SetOrder({});
+    CHECK(keys() == Keys{"c", "b", "a", "d"});
+    Add<Source>(graph, "e");
+    CHECK(keys() == Keys{"c", "b", "a", "d", "e"});
+}
+
+TEST_CASE("An input that is unplugged carries nothing, and an element of a list stays in its place")
+{
+    Graph graph;
+    auto& source = Add<Source>(graph, "source");
+    auto& sum = Add<Sum>(graph, "sum");
+    auto& collect = Add<Collect>(graph, "collect");
+    REQUIRE(graph.Connect(source.output, sum.first));
+    REQUIRE(graph.Connect(source.output, collect.inputs));
+    REQUIRE(graph.Connect(source.output, collect.inputs));
+    DataInput* const element = collect.inputs.GetInputs()[0];
+    Run(graph);
+    CHECK(collect.output.GetNumber() == 2);
+    collect.heard.clear();
+    graph.Unplug(sum.first);
+    graph.Unplug(*element);
+    CHECK(collect.heard == Keys{"changed"});
+    CHECK(Run(graph) == Keys{"sum", "collect"});
+    CHECK(sum.output.GetNumber() == 0);
+    CHECK(collect.output.GetNumber() == 1);
+    REQUIRE(collect.inputs.GetInputs().size() == 2);
+    CHECK(collect.inputs.GetInputs()[0] == element);
+
+    graph.Unplug(*element); // again
+    graph.Unplug(sum.second);
+    CHECK(Run(graph).empty());
+    REQUIRE(graph.Connect(source.output, *element));
+    Run(graph);
+    CHECK(collect.output.GetNumber() == 2);
+}
+
 TEST_CASE("A connection between different types is refused with a message that names both ends")
 {
     Graph graph;

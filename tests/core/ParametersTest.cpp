@@ -244,6 +244,32 @@ TEST_CASE("Setting an enum to the first name that it stands at already changes n
     CHECK_FALSE(Changes(graph, op.choice, "Add"));
 }
 
+TEST_CASE("An enum forgets the value that was set and is its first name again")
+{
+    Graph graph;
+    auto& op = Add<AllKinds>(graph, "op");
+    op.choice.SetPossibleValues({"One", "Two"}, {});
+    op.choice.SetValue("Two");
+    CHECK(op.choice.WasSet());
+    Run(graph);
+    op.choice.Unset();
+    CHECK_FALSE(op.choice.WasSet());
+    CHECK(op.choice.Value() == "One");
+    CHECK(op.choice.GetIndexOr(5) == 0);
+    CHECK(Run(graph) == Keys{"op"});
+    op.choice.SetPossibleValues({"Zero", "One"}, {});
+    CHECK(op.choice.Value() == "Zero");
+
+    op.choice.SetValue("Zero");
+    Run(graph);
+    op.choice.Unset(); // the same value
+    CHECK(Run(graph).empty());
+    EnumParameter nameless;
+    nameless.SetValue("x");
+    nameless.Unset();
+    CHECK(nameless.Value().empty());
+}
+
 TEST_CASE("Other names make an enum's operator outdated, the same names do not")
 {
     Graph graph;

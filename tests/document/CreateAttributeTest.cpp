@@ -13,15 +13,22 @@ using Json = nlohmann::ordered_json;
 namespace
 {
 
+constexpr std::string_view noError; // compared with rather than asked for, so that a failing test shows the text
+
+std::string MakeText(const std::string& parameters)
+{
+    return R"({ "format": "varkle-graph", "version": 1, "operators": [
+{ "key": "box", "type": "Varkle.Mesh.Cube" },
+{ "key": "make", "type": "Varkle.Mesh.CreateAttribute", "inputs": { "Mesh Input": "box" }, "parameters": {)" +
+           parameters + "} } ] }";
+}
+
 /// Holds the plug-in and a session of a cube and a Create Attribute that is fed by it.
 struct AttributeSession
 {
     explicit AttributeSession(const std::string& parameters)
     {
-        Result<GraphSession> parsed = GraphSession::Parse(R"({ "format": "varkle-graph", "version": 1, "operators": [
-{ "key": "box", "type": "Varkle.Mesh.Cube" },
-{ "key": "make", "type": "Varkle.Mesh.CreateAttribute", "inputs": { "Mesh Input": "box" }, "parameters": {)" +
-                                                          parameters + "} } ] }");
+        Result<GraphSession> parsed = GraphSession::Parse(MakeText(parameters));
         if (!parsed)
             FAIL(parsed.GetError().message);
         session = std::make_unique<GraphSession>(std::move(*parsed));
@@ -94,6 +101,36 @@ TEST_CASE("A Create Attribute's mode can be set while a document runs, and its v
     REQUIRE(attribute.session->SetParameter("make.Mode", "Constant"));
     attribute.session->GoToFrame(2);
     CHECK(attribute.Values() == Lines{"Value: Float = 5"});
+    CHECK(log.lines.empty());
+}
+
+TEST_CASE("A Create Attribute's values follow a document that is updated, and start anew where it says nothing")
+{
+    const LogRecorder log;
+    const AttributeSession attribute(R"("Mode": "Random", "Min": 2, "Max": 3, "RNG Seed": 7)");
+    const auto update = [&](const std::string& parameters)
+    {
+        std::vector<DocumentError> errors;
+        const Status status = attribute.session->Update(GraphDocument::Parse(MakeText(parameters), "new", {}, errors));
+        CHECK((status ? "" : status.GetError().message) == noError);
+        attribute.session->GoToFrame(attribute.session->GetFrame() + 1);
+    };
+    attribute.session->GoToFrame(0);
+    update(R"("Mode": "Random", "Min": 2, "Max": 3, "RNG Seed": 7)");
+    CHECK(attribute.Inspect()["executions"] == 1);
+    update(R"("Mode": "Random", "Max": 4)");
+    CHECK(attribute.Values() == Lines{"Min: Float = 0", "Max: Float = 4", "RNG Seed: Int = 0"});
+    update(R"("Mode": "Normal Distribution", "Type": "Float32x2", "RNG Seed": 8)");
+    CHECK(attribute.Values() ==
+          Lines{"Mean: Vector 2 = [0,0]", "Std Deviation: Vector 2 = [1,1]", "RNG Seed: Int = 8"});
+    update(R"("Mode": "Random", "Type": "Float32x2")");
+    CHECK(attribute.Values() == Lines{"Min: Vector 2 = [0,0]", "Max: Vector 2 = [1,1]", "RNG Seed: Int = 0"});
+    update(R"("Mode": "Sequence", "Max": "frame")");
+    CHECK(attribute.Values() == Lines{"Min: Float = 0", "Max: Float = 5"});
+    update("");
+    CHECK(attribute.Values() == Lines{"Value: Float = 0"});
+    CHECK(attribute.Inspect()["parameters"][1]["value"] == "Constant");
+    CHECK(attribute.Inspect()["executions"] == 6);
     CHECK(log.lines.empty());
 }
 

@@ -1,7 +1,6 @@
 #include "Varkle/Document/GraphSession.h"
 
-#include "document/DocumentOperators.h"
-#include "support/Catch.h"
+#include "document/Sessions.h"
 #include "support/LogRecorder.h"
 #include "support/TemporaryFolder.h"
 
@@ -13,47 +12,11 @@ namespace
 
 constexpr std::string_view noError; // compared with rather than asked for, so that a failing test shows the text
 
-using Lines = std::vector<std::string>;
-
-GraphSession Open(std::string_view text, const std::filesystem::path& folder = "/folder")
-{
-    RegisterDocumentOperators();
-    Result<GraphSession> session = GraphSession::Parse(text, "g", folder);
-    if (!session)
-        FAIL(session.GetError().message);
-    return std::move(*session);
-}
-
-GraphSession OpenOperators(const std::string& operators)
-{
-    return Open(WithOperators(operators));
-}
-
-// Opens a graph of one operator "a" of every kind of parameter.
-GraphSession OpenEverything(const std::string& parameters)
-{
-    return OpenOperators(R"({ "key": "a", "type": "Test.Everything", "parameters": {)" + parameters + "} }");
-}
-
 std::string OpeningError(const std::string& operators)
 {
     RegisterDocumentOperators();
     const Result<GraphSession> session = GraphSession::Parse(WithOperators(operators), "g", "/folder");
     return session ? "" : session.GetError().message;
-}
-
-template<class Op>
-Op& Get(GraphSession& session, std::string_view key)
-{
-    return dynamic_cast<Op&>(*session.GetGraph().Find(key));
-}
-
-// Goes to a frame and returns the keys of the operators that ran, in order.
-Lines RunFrame(GraphSession& session, long long frame)
-{
-    NotingOperator::Executed().clear();
-    session.GoToFrame(frame);
-    return NotingOperator::Executed();
 }
 
 Lines RunFrame(GraphSession& session, long long frame, const Lines& keys)
@@ -63,13 +26,6 @@ Lines RunFrame(GraphSession& session, long long frame, const Lines& keys)
     if (!status)
         return {status.GetError().message};
     return NotingOperator::Executed();
-}
-
-// Sets a parameter and returns the error, "" when there is none.
-std::string Set(GraphSession& session, std::string_view target, std::string_view value)
-{
-    const Status status = session.SetParameter(target, value);
-    return status ? "" : status.GetError().message;
 }
 
 } // namespace

@@ -281,6 +281,28 @@ TEST_CASE("Names used twice are reported besides a fault further on")
                                                      "1:22: \"01\" is not a number");
 }
 
+TEST_CASE("Values say the same wherever they stand and however their numbers are written")
+{
+    const std::pair<const char*, const char*> same[] = {
+        {"1", "\n  1.0"},
+        {"[1, 2]", "[1,\n2e0]"},
+        {R"({"a": [null, true], "b": "x"})", R"({ "a":[null,true],"b":"\u0078"})"},
+        {"{}", "{ }"}};
+    for (const auto& [a, b] : same)
+        CHECK(SaySame(Root(a), Root(b)));
+    const std::vector<std::string> all = {
+        "null", "true",   "false",  "0",  "1",           "\"\"",        "\"1\"",       "[]",
+        "[1]",  "[1, 1]", "[2, 1]", "{}", R"({"a": 1})", R"({"b": 1})", R"({"a": 2})", R"({"a": 1, "b": 1})"};
+    for (const std::string& a : all)
+    {
+        for (const std::string& b : all)
+        {
+            INFO(a << " and " << b);
+            CHECK(SaySame(Root(a), Root(b)) == (a == b));
+        }
+    }
+}
+
 TEST_CASE("Arrays and objects may be nested 200 levels deep")
 {
     CHECK(ErrorsOf(Repeated("[", 200) + Repeated("]", 200)).empty());

@@ -165,6 +165,22 @@ void Graph::Remove(Operator* op)
     operators.erase(found);
 }
 
+void Graph::SetOrder(const std::vector<const Operator*>& order)
+{
+    std::unordered_map<const Operator*, std::size_t> places;
+    for (const Operator* const op : order)
+        places.emplace(op, places.size());
+    const auto place = [&](const std::unique_ptr<Operator>& op)
+    {
+        const auto found = places.find(op.get());
+        return found == places.end() ? places.size() : found->second;
+    };
+    if (std::ranges::is_sorted(operators, {}, place))
+        return;
+    std::ranges::stable_sort(operators, {}, place);
+    ranksValid = false;
+}
+
 Operator* Graph::Find(std::string_view wantedKey) const
 {
     const auto found = byKey.find(wantedKey);
@@ -229,6 +245,15 @@ void Graph::Disconnect(DataInput& input)
         input.list->RemoveInput(&input);
     else if (input.connection)
         input.SetConnection(nullptr);
+}
+
+void Graph::Unplug(DataInput& input)
+{
+    if (!input.connection)
+        return;
+    input.SetConnection(nullptr);
+    if (input.list && input.list->handlers.changed)
+        input.list->handlers.changed();
 }
 
 Status Graph::CheckConnection(const DataOutput& output, Operator* target, const std::string& input,

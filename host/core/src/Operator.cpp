@@ -16,7 +16,7 @@ namespace Varkle
 namespace
 {
 
-Operator* s_executing = nullptr;
+thread_local Operator* s_executing = nullptr;
 
 template<class T>
 T* FindByName(const std::vector<T*>& objects, std::string_view name)
@@ -188,6 +188,7 @@ void Operator::Run(ExecutionContext& context)
     // Before Execute, so that MarkDirty inside it asks for the next run.
     dirty = false;
     inputChanged = false;
+    filesRead.clear();
 
     const TraceSpan span("operator", GetKey());
     const auto begin = std::chrono::steady_clock::now();

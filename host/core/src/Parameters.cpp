@@ -110,6 +110,15 @@ void EnumParameter::SetValue(std::string_view newValue)
         ValueChanged();
 }
 
+void EnumParameter::Unset()
+{
+    const std::string before = Value();
+    value.clear();
+    wasSet = false;
+    if (Value() != before)
+        ValueChanged();
+}
+
 long long EnumParameter::GetIndex() const
 {
     return GetIndexOr(-1);

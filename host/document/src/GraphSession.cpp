@@ -44,7 +44,8 @@ void WaitForBacklog()
 
 GraphSession::State::~State()
 {
-    Finish();
+    if (runs)
+        Finish();
 }
 
 std::string GraphSession::State::UnknownOperator(std::string_view key) const
@@ -97,6 +98,11 @@ Status GraphSession::SetParameter(std::string_view target, std::string_view valu
     return state->SetParameter(target, value);
 }
 
+Status GraphSession::Update(GraphDocument document)
+{
+    return state->Update(std::move(document));
+}
+
 void GraphSession::GoToFrame(long long frame)
 {
     state->GoToFrame(frame);
@@ -132,6 +138,12 @@ std::vector<std::string> GraphSession::GetDefaultOutputs() const
             keys.push_back(op->GetKey());
     }
     return keys;
+}
+
+bool GraphSession::IsAnimated(std::string_view key) const
+{
+    const Operator* const op = state->graph.Find(key);
+    return op && state->IsAnimated(*op);
 }
 
 Texture GraphSession::GetTexture(std::string_view key) const

@@ -126,6 +126,14 @@ void GraphSession::State::CollectSettings(const JsonValue& json, OperatorSetting
             }
         }
     }
+    for (const Override& set : overrides)
+    {
+        if (set.key != GetOperator(ofOperator)->GetKey())
+            continue;
+        RemoveSetting(ofOperator, set.parameter);
+        ofOperator.settings.push_back(
+            std::make_unique<Setting>(Setting{"", 0, set.parameter, {0, 0}, set.json, {}, {}, {}}));
+    }
 }
 
 // Reports the first of the parameter maps that are more than there are bundles.
@@ -150,13 +158,14 @@ void GraphSession::State::CheckBundleCounts(const Operator& op, const JsonValue&
     }
 }
 
-// Reports settings without a parameter, which only operators whose parameters come and go may have.
+// Reports settings of the document without a parameter, which only operators whose parameters come and go may have.
 void GraphSession::State::CheckParameters(const OperatorSettings& ofOperator)
 {
     const Operator& op = *GetOperator(ofOperator);
     for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
     {
-        if (setting->bundleList.empty() && !GetParameter(*setting) && !HasStructureParameters(op))
+        if (setting->at.line > 0 && setting->bundleList.empty() && !GetParameter(*setting) &&
+            !HasStructureParameters(op))
             Add(setting->at, NoSuchParameter(op, setting->name));
     }
 }

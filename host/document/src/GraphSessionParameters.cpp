@@ -18,16 +18,6 @@ namespace Varkle
 namespace
 {
 
-Parameter* FindParameter(const Operator& op, const Setting& setting)
-{
-    if (setting.bundleList.empty())
-        return op.FindParameter(setting.name);
-    const ParameterBundleList* const list = op.FindBundleList(setting.bundleList);
-    if (!list || setting.bundle >= list->GetBundles().size())
-        return nullptr;
-    return list->GetBundles()[setting.bundle]->FindParameter(setting.name);
-}
-
 // Returns what the operator's document declares beyond what there is at the moment: parameters that come and go.
 std::vector<OperatorInfo::Entry> FindDocumented(const Operator& op)
 {
@@ -71,6 +61,22 @@ JsonValue ReadTypedValue(std::optional<ParameterType> type, std::string_view tex
 
 } // namespace
 
+Parameter* FindParameter(const Operator& op, const Setting& setting)
+{
+    if (setting.bundleList.empty())
+        return op.FindParameter(setting.name);
+    const ParameterBundleList* const list = op.FindBundleList(setting.bundleList);
+    if (!list || setting.bundle >= list->GetBundles().size())
+        return nullptr;
+    return list->GetBundles()[setting.bundle]->FindParameter(setting.name);
+}
+
+void RemoveSetting(OperatorSettings& ofOperator, std::string_view parameter)
+{
+    std::erase_if(ofOperator.settings, [&](const std::unique_ptr<Setting>& setting)
+                  { return setting->bundleList.empty() && setting->name == parameter; });
+}
+
 bool HasStructureParameters(const Operator& op)
 {
     return std::ranges::any_of(op.GetParameters(),
@@ -93,34 +99,39 @@ std::string NoSuchParameter(const Operator& op, std::string_view name)
 
 // Applies the settings whose parameter is new to them, either of those that decide which parameters exist or of the
 // others. Returns whether there were any.
-bool GraphSession::State::ApplyNew(OperatorSettings& ofOperator, bool structure)
+bool GraphSession::State::ApplyNew(OperatorSettings& ofOperator, bool structure, Predecessor* before)
 {
     const Operator& op = *GetOperator(ofOperator);
-    bool any = false;
+    bool any = before && ResetDropped(ofOperator, structure, *before);
     for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
     {
         Parameter* const parameter = FindParameter(op, *setting);
         if (!parameter || parameter == GetParameter(*setting) ||
             parameter->HasFlag(ParameterFlag::Structure) != structure)
             continue;
-        Apply(op, *setting, *parameter);
+        if (before)
+            ApplyAfter(*before, op, *setting, *parameter);
+        else
+            Apply(op, *setting, *parameter);
         any = true;
     }
     return any;
 }
 
-void GraphSession::State::ApplySettings(OperatorSettings& ofOperator)
+void GraphSession::State::ApplySettings(OperatorSettings& ofOperator, Predecessor* before)
 {
     // One may bring forth another. The limit is for an operator that makes its parameters anew whenever one is set.
     constexpr int mostRounds = 10;
-    for (int round = 0; round < mostRounds && ApplyNew(ofOperator, true); ++round)
+    for (int round = 0; round < mostRounds && ApplyNew(ofOperator, true, before); ++round)
     {
     }
-    ApplyNew(ofOperator, false);
+    ApplyNew(ofOperator, false, before);
     ofOperator.structureVersion = GetOperator(ofOperator)->GetStructureVersion();
 }
 
-void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter& parameter)
+// Gives a parameter its value; where that is an expression that may wait for the next frame, the parameter keeps what
+// it has until then.
+void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter& parameter, bool waitsForFrame)
 {
     setting.parameter = WeakObject(&parameter);
     setting.value.reset();
@@ -138,10 +149,10 @@ void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter&
             report(setting.json.at, problem);
         return;
     }
+    if (setting.value->IsAnimated() && (waitsForFrame || setting.value->type == ParameterType::Trigger))
+        return;
     setting.numbers = EvaluateNumbers(*setting.value, Clock());
-    const bool waitsForFrame = setting.value->type == ParameterType::Trigger && setting.value->IsAnimated();
-    if (!waitsForFrame)
-        ApplyNumbers(setting.numbers, parameter);
+    ApplyNumbers(setting.numbers, parameter);
 }
 
 // Returns whether operators got new parameters since the last time.
@@ -158,9 +169,7 @@ bool GraphSession::State::ApplyToNewParameters()
     }
     if (changed)
         FindAnimated();
-    for (const DocumentError& error : errors)
-        LogError(error.Text());
-    errors.clear();
+    LogErrors();
     return changed;
 }
 
@@ -243,10 +252,12 @@ Status GraphSession::State::SetParameter(std::string_view target, std::string_vi
     if (!errors.empty())
         return TakeErrors();
 
-    std::vector<std::unique_ptr<Setting>>& others = SettingsOf(*op).settings;
-    std::erase_if(others, [&](const std::unique_ptr<Setting>& other)
-                  { return other->bundleList.empty() && other->name == name; });
-    others.push_back(std::move(setting));
+    std::erase_if(overrides,
+                  [&](const Override& other) { return other.key == op->GetKey() && other.parameter == name; });
+    overrides.push_back({op->GetKey(), setting->name, setting->json});
+    OperatorSettings& ofOperator = SettingsOf(*op);
+    RemoveSetting(ofOperator, name);
+    ofOperator.settings.push_back(std::move(setting));
     FindAnimated();
     return Ok();
 }
@@ -285,6 +296,13 @@ OperatorSettings& GraphSession::State::SettingsOf(Operator& op)
 void GraphSession::State::Add(SourcePosition at, std::string message)
 {
     errors.push_back({document.GetName(), at.line, at.column, std::move(message)});
+}
+
+void GraphSession::State::LogErrors()
+{
+    for (const DocumentError& error : errors)
+        LogError(error.Text());
+    errors.clear();
 }
 
 // Returns what is wrong as one error, without places: for what stands in no document.

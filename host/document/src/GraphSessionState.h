@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace Varkle
@@ -35,6 +37,24 @@ struct OperatorSettings
     unsigned long structureVersion = 0;             ///< of the operator when they were last applied
 };
 
+/// Is a parameter that was set for this run, whatever the document says.
+struct Override
+{
+    std::string key; ///< of the operator
+    std::string parameter;
+    JsonValue json;
+};
+
+/// Holds what was set of an operator by the document before the present one.
+struct Predecessor
+{
+    std::vector<std::unique_ptr<Setting>> settings;
+    std::unordered_map<const Parameter*, Setting*> byParameter; ///< the parameters may have been deleted meanwhile
+    const Operator& model; ///< has what the present document says, and otherwise what a new operator has
+    bool sameFolder;       ///< whether paths mean the same as before
+    std::unordered_set<const Setting*> reset; ///< those whose parameters are no longer mentioned and were reset
+};
+
 /// Returns the operator that the settings are for, null when it has been deleted.
 inline Operator* GetOperator(const OperatorSettings& settings)
 {
@@ -46,6 +66,12 @@ inline Parameter* GetParameter(const Setting& setting)
 {
     return static_cast<Parameter*>(setting.parameter.Get());
 }
+
+/// Returns the parameter of an operator that the setting is for, null when there is none.
+Parameter* FindParameter(const Operator& op, const Setting& setting);
+
+/// Forgets what was set of an operator's own parameter.
+void RemoveSetting(OperatorSettings& ofOperator, std::string_view parameter);
 
 /// True when parameters of the operator decide which others it has.
 bool HasStructureParameters(const Operator& op);
@@ -64,6 +90,8 @@ void WaitForBacklog();
 struct GraphSession::State
 {
     explicit State(GraphDocument loaded) : document(std::move(loaded)) {}
+    /// Is for one that is built for a frame, but never run.
+    State(GraphDocument loaded, long long onlyFrame) : document(std::move(loaded)), frame(onlyFrame), runs(false) {}
     State(const State&) = delete;
     State& operator=(const State&) = delete;
     /// Waits for the work that operators started: the plug-in whose code it runs may be unloaded next.
@@ -75,6 +103,8 @@ struct GraphSession::State
     /// while there is too much of it.
     void GoToFrame(long long newFrame);
     Status SetParameter(std::string_view target, std::string_view text);
+    Status Update(GraphDocument wanted);
+    bool IsAnimated(const Operator& op) const;
     /// Returns a message for a key that no operator has.
     std::string UnknownOperator(std::string_view key) const;
 
@@ -86,9 +116,13 @@ struct GraphSession::State
     void CheckBundleCounts(const Operator& op, const JsonValue& json);
     void CheckParameters(const OperatorSettings& ofOperator);
 
-    bool ApplyNew(OperatorSettings& ofOperator, bool structure);
-    void ApplySettings(OperatorSettings& ofOperator);
-    void Apply(const Operator& op, Setting& setting, Parameter& parameter);
+    void Follow(GraphDocument wanted, const Graph& model);
+    bool ResetDropped(const OperatorSettings& ofOperator, bool structure, Predecessor& before);
+    void ApplyAfter(const Predecessor& before, const Operator& op, Setting& setting, Parameter& parameter);
+
+    bool ApplyNew(OperatorSettings& ofOperator, bool structure, Predecessor* before);
+    void ApplySettings(OperatorSettings& ofOperator, Predecessor* before = nullptr);
+    void Apply(const Operator& op, Setting& setting, Parameter& parameter, bool waitsForFrame = false);
     bool ApplyToNewParameters();
     void FindAnimated();
     void EvaluateAnimated();
@@ -97,6 +131,7 @@ struct GraphSession::State
     OperatorSettings& SettingsOf(Operator& op);
 
     void Add(SourcePosition at, std::string message);
+    void LogErrors();
     Status TakeErrors();
     ExpressionClock Clock() const;
 
@@ -105,8 +140,10 @@ struct GraphSession::State
     std::vector<OperatorSettings> settings; ///< by operator
     std::vector<std::size_t> structured;    ///< those whose parameters come and go
     std::vector<Setting*> animated;         ///< to be evaluated on every frame
+    std::vector<Override> overrides;        ///< in the order in which they were set
     std::vector<DocumentError> errors;      ///< what came up since they were last taken
     long long frame = 0;
+    bool runs = true;
 };
 
 } // namespace Varkle

@@ -491,6 +491,30 @@ const JsonValue* JsonValue::Find(std::string_view name) const
     return member == members.end() ? nullptr : &member->value;
 }
 
+bool SaySame(const JsonValue& a, const JsonValue& b)
+{
+    const auto sameMember = [](const JsonMember& x, const JsonMember& y)
+    { return x.name == y.name && SaySame(x.value, y.value); };
+    if (a.kind != b.kind)
+        return false;
+    switch (a.kind)
+    {
+    case JsonKind::Null:
+        return true;
+    case JsonKind::Bool:
+        return a.boolean == b.boolean;
+    case JsonKind::Number:
+        return a.number == b.number;
+    case JsonKind::String:
+        return a.text == b.text;
+    case JsonKind::Array:
+        return std::ranges::equal(a.elements, b.elements, SaySame);
+    case JsonKind::Object:
+        return std::ranges::equal(a.members, b.members, sameMember);
+    }
+    return false;
+}
+
 JsonDocument ParseJson(std::string_view text)
 {
     return TreeBuilder(text).Build();

@@ -44,6 +44,9 @@ struct JsonValue
     const JsonValue* Find(std::string_view name) const;
 };
 
+/// True when two values say the same, wherever they stand: numbers of one value, members in one order.
+bool SaySame(const JsonValue& a, const JsonValue& b);
+
 /// Holds one member of an object and where its name begins.
 struct JsonMember
 {

@@ -267,6 +267,20 @@ std::string ApplyReference(const std::string& key, PtrParameter& parameter, cons
     return {};
 }
 
+template<class P>
+void Copy(const Parameter& from, Parameter& to)
+{
+    static_cast<P&>(to).SetValue(static_cast<const P&>(from).Value());
+}
+
+void CopyEnum(const EnumParameter& from, EnumParameter& to)
+{
+    if (from.WasSet())
+        to.SetValue(from.Value());
+    else
+        to.Unset();
+}
+
 // JSON has neither infinity nor NaN; an expression can say them.
 template<class Number>
 JsonValue WriteNumber(Number value)
@@ -443,6 +457,44 @@ std::string ApplyText(const ParameterValue& value, Parameter& parameter, const s
         static_cast<StringParameter&>(parameter).SetValue(IsPath(parameter) ? ToAbsolutePath(value.text, folder)
                                                                             : value.text);
     return {};
+}
+
+void CopyValue(const Parameter& from, Parameter& to)
+{
+    if (from.GetParameterType() != to.GetParameterType())
+        return;
+    switch (to.GetParameterType())
+    {
+    case ParameterType::Float:
+        return Copy<FloatParameter>(from, to);
+    case ParameterType::Int:
+        return Copy<IntParameter>(from, to);
+    case ParameterType::Bool:
+        return Copy<BoolParameter>(from, to);
+    case ParameterType::String:
+        return Copy<StringParameter>(from, to);
+    case ParameterType::Enum:
+        return CopyEnum(static_cast<const EnumParameter&>(from), static_cast<EnumParameter&>(to));
+    case ParameterType::Color:
+        return Copy<ColorParameter>(from, to);
+    case ParameterType::Vector2:
+        return Copy<Vector2Parameter>(from, to);
+    case ParameterType::Vector3:
+        return Copy<Vector3Parameter>(from, to);
+    case ParameterType::Vector4:
+        return Copy<Vector4Parameter>(from, to);
+    case ParameterType::Vector2Int:
+        return Copy<Vector2IntParameter>(from, to);
+    case ParameterType::Vector3Int:
+        return Copy<Vector3IntParameter>(from, to);
+    case ParameterType::Transform3D:
+        return Copy<Transform3DParameter>(from, to);
+    case ParameterType::Trigger:
+        return;
+    case ParameterType::Reference:
+        static_cast<PtrParameter&>(to).SetValue(nullptr);
+        return;
+    }
 }
 
 JsonValue WriteParameterValue(const Parameter& parameter)

@@ -61,6 +61,10 @@ void ApplyNumbers(const std::vector<double>& numbers, Parameter& parameter);
 std::string ApplyText(const ParameterValue& value, Parameter& parameter, const std::filesystem::path& folder,
                       const Graph& graph);
 
+/// Gives a parameter the value of another one, of another operator; of another type than its own it takes none. Where a
+/// Reference points has no counterpart: it is set to nothing. A Trigger has no value.
+void CopyValue(const Parameter& from, Parameter& to);
+
 /// Returns a parameter's present value as a document writes it. A number that JSON does not have is an expression.
 JsonValue WriteParameterValue(const Parameter& parameter);
 

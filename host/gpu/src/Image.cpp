@@ -1,7 +1,7 @@
 #include "Varkle/Gpu/Image.h"
 
 #include "ImageCodecs.h"
-#include "Varkle/Core/Trace.h"
+#include "Varkle/Core/FileReading.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -27,7 +27,7 @@ bool StartsWith(FileBytes bytes, std::string_view signature)
 // Returns the bytes of a regular file, none when it can't be read. Other files (a pipe, a terminal) may never end.
 std::vector<std::uint8_t> ReadFile(const std::filesystem::path& path)
 {
-    const TraceSpan span("file", path.native());
+    const FileRead read(path);
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))
         return {};

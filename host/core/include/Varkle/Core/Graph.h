@@ -38,7 +38,11 @@ public:
     /// it or to something inside it turn null. An operator of another graph is left alone.
     void Remove(Operator* op);
 
-    /// Returns the operators in the order in which they were added.
+    /// Puts the operators into another order: those in `order` first, then the others as they were. Operators that do
+    /// not depend on each other run in this order too.
+    void SetOrder(const std::vector<const Operator*>& order);
+
+    /// Returns the operators in the order in which they were added, or to which SetOrder changed that.
     const std::vector<std::unique_ptr<Operator>>& GetOperators() const { return operators; }
     /// Returns the operator with the key, or null.
     Operator* Find(std::string_view wantedKey) const;
@@ -50,6 +54,8 @@ public:
     Result<DataInput*> Connect(DataOutput& output, DataInputList& list);
     /// Undoes an input's connection; an element of a list is removed from the list.
     void Disconnect(DataInput& input);
+    /// Undoes an input's connection; an element of a list stays where it is, unconnected.
+    void Unplug(DataInput& input);
 
     /// Runs every outdated operator, sources first.
     void Run();

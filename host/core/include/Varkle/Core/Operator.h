@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -88,10 +89,16 @@ public:
     unsigned long GetExecutionCount() const { return executionCount; }
     std::chrono::nanoseconds GetExecutionTime() const { return executionTime; }
 
-    /// Returns the operator that is executing now, or null; GPU work and errors are attributed to it.
+    /// Returns the files that the latest execution read or tried to read (FileRead), as absolute paths without "." and
+    /// "..", each once.
+    const std::vector<std::filesystem::path>& GetFilesRead() const { return filesRead; }
+
+    /// Returns the operator that is executing now, or null; GPU work, errors and files read are attributed to it. Null
+    /// on every thread but the one on which it executes.
     static Operator* Executing();
 
 private:
+    friend class FileRead;
     friend class Graph;
     friend class Parameter;
     friend class ParameterBundle;
@@ -116,6 +123,7 @@ private:
     std::vector<DataOutput*> outputs;
     std::vector<ParameterBundleList*> bundleLists;
     std::vector<std::unique_ptr<Parameter>> ownedParameters;
+    std::vector<std::filesystem::path> filesRead;
 
     Graph* graph = nullptr;
     unsigned long structureVersion = 0;

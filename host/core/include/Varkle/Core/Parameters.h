@@ -162,6 +162,10 @@ public:
     /// Returns the selected name; the first name when none was ever set, "" when there are no names either.
     std::string Value() const;
     void SetValue(std::string_view newValue);
+    /// True when a value was set.
+    bool WasSet() const { return wasSet; }
+    /// Forgets the value that was set: it is the first name again.
+    void Unset();
 
     /// Returns the position of the value in the list, -1 when it is not one of the names.
     long long GetIndex() const;

@@ -49,6 +49,18 @@ public:
     /// the value until it does. After an error all is as before.
     Status SetParameter(std::string_view target, std::string_view value);
 
+    /// Makes the running graph what another document says, e.g. the same file after it was edited. The error holds one
+    /// line for everything that is wrong with the document, as in Load, and nothing has changed then.
+    ///
+    /// An operator whose key and type are the same stays the object that it is, with its outputs and its window, and
+    /// does not run again unless its parameters or connections really change. Parameters that are no longer mentioned
+    /// return to what a new operator has; those that are mentioned as before are left alone, so that a trigger which
+    /// fired does not fire again. What is in the graph and not in the document goes. What SetParameter set stays in
+    /// force over the document, for the key that the operator had then, also when the operator goes and comes back.
+    /// Expressions that changed, and another frame rate, count from the next frame that is gone to. An operator can't
+    /// call this while it executes.
+    Status Update(GraphDocument document);
+
     /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator
     /// that is outdated then. Frames may be visited in any order. When earlier frames started more background work than
     /// the machine has finished (pictures that are saved on every frame), it waits for some of it first, so that memory
@@ -61,6 +73,10 @@ public:
     /// Returns the keys of the operators with an output that feeds nothing, in document order: what one looks at by
     /// default.
     std::vector<std::string> GetDefaultOutputs() const;
+
+    /// True when a parameter of the operator has an expression that changes with the frame, or a trigger that fires by
+    /// one. False when there is no such operator.
+    bool IsAnimated(std::string_view key) const;
 
     /// Returns the texture that an operator's output carries; empty when there is none.
     Texture GetTexture(std::string_view key) const;

@@ -1,0 +1,21 @@
+#include "Varkle/Core/FileReading.h"
+
+#include "Varkle/Core/Operator.h"
+
+#include <algorithm>
+
+namespace Varkle
+{
+
+FileRead::FileRead(const std::filesystem::path& path) : span("file", path.native())
+{
+    Operator* const op = Operator::Executing();
+    if (!op || path.empty())
+        return;
+    std::error_code code;
+    const std::filesystem::path absolute = std::filesystem::absolute(path, code).lexically_normal();
+    if (!absolute.empty() && std::ranges::find(op->filesRead, absolute) == op->filesRead.end())
+        op->filesRead.push_back(absolute);
+}
+
+} // namespace Varkle

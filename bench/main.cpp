@@ -7,6 +7,7 @@
 
 #include "Compare.h"
 #include "MeshBench.h"
+#include "ModelBench.h"
 #include "TextureBench.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/Graphics.h"
@@ -87,6 +88,7 @@ int main(int argc, char** argv)
     PrintHeader();
     CompareTextureOperators(effort, filter);
     CompareMeshOperators(effort, filter);
+    CompareModelLoading(effort, filter);
     if (std::string_view(largeGraphName).find(filter) != std::string_view::npos)
         CompareLargeGraph(effort);
     return failed ? 1 : 0;

@@ -1,7 +1,7 @@
 #include "model/GltfFile.h"
 
+#include "Varkle/Core/FileReading.h"
 #include "Varkle/Core/Log.h"
-#include "Varkle/Core/Trace.h"
 #include "model/GltfJson.h"
 
 #include <algorithm>
@@ -9,7 +9,9 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <memory>
 #include <string_view>
+#include <sys/mman.h>
 #include <utility>
 
 namespace Varkle
@@ -55,6 +57,16 @@ std::string FindProblem(std::string_view json, const JsonSurvey& survey)
     return {};
 }
 
+// Makes room for a file. Getting many small pages of memory takes longer than reading a large file into them.
+void Reserve(Bytes& bytes, std::size_t size)
+{
+    bytes.reserve(size);
+    constexpr std::size_t hugePage = std::size_t(2) << 20;
+    void* begin = bytes.data();
+    if (std::align(hugePage, hugePage, begin, size))
+        madvise(begin, size, MADV_HUGEPAGE); // where it fails nothing is lost
+}
+
 std::uint32_t ReadUint32(const Bytes& bytes, std::size_t offset)
 {
     std::uint32_t value = 0;
@@ -62,9 +74,15 @@ std::uint32_t ReadUint32(const Bytes& bytes, std::size_t offset)
     return value;
 }
 
+void WriteUint32(Bytes& bytes, std::size_t offset, std::uint32_t value)
+{
+    std::memcpy(bytes.data() + offset, &value, sizeof(value));
+}
+
 // A binary glTF file: a header of 12 bytes, then chunks, each with a header of 8 bytes.
 constexpr std::size_t JsonBegin = 20;
 constexpr std::size_t ChunkHeader = 8;
+constexpr std::uint32_t BinChunkType = 0x004E4942;
 
 // Lets tinygltf read files, and looks at them before it does.
 class Reader
@@ -92,7 +110,10 @@ private:
     bool Exists(const std::string& path)
     {
         std::error_code code;
-        return FindLifted(embedded, path) || std::filesystem::is_regular_file(path, code);
+        if (FindLifted(embedded, path) || std::filesystem::is_regular_file(path, code))
+            return true;
+        const FileRead attempt(path); // tinygltf will not try to read it
+        return false;
     }
 
     // The first file is the glTF file itself, the others are its buffers.
@@ -113,7 +134,7 @@ private:
 
     bool ReadFromDisk(Bytes& bytes, std::string& error, const std::string& path)
     {
-        const TraceSpan span("file", path);
+        const FileRead read(path);
         std::error_code code;
         const std::filesystem::file_status status = std::filesystem::status(path, code);
         if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
@@ -127,6 +148,8 @@ private:
             error = TooMany("With it the model's files have", MaxBytes - bytesLeft + size, "bytes", MaxBytes);
             return false;
         }
+        if (!code)
+            Reserve(bytes, size);
         if (!tinygltf::ReadWholeFile(&bytes, &error, path, nullptr))
             return false;
         bytesLeft -= std::min<std::uint64_t>(bytesLeft, bytes.size());
@@ -175,8 +198,37 @@ private:
         // Each buffer without a URI is a copy of the chunk; only one can be meant.
         if (binSize * survey.buffers > MaxBytes)
             return TooMany("Its buffers have", binSize * survey.buffers, "bytes", MaxBytes);
-        LiftInBinary(bytes, json, survey);
+        if (survey.plainBuffer && survey.dataUris.empty() && IsBinChunk(bytes, jsonEnd, binSize, length))
+            LiftChunk(bytes, json, *survey.plainBuffer, binSize);
+        else
+            LiftInBinary(bytes, json, survey);
         return {};
+    }
+
+    // Whether tinygltf would find nothing wrong with the BIN chunk.
+    static bool IsBinChunk(const Bytes& bytes, std::uint64_t begin, std::uint64_t size, std::uint64_t length)
+    {
+        return size >= 4 && size % 4 == 0 && begin + ChunkHeader + size <= length &&
+               ReadUint32(bytes, begin + 4) == BinChunkType;
+    }
+
+    // Has tinygltf take the one buffer as it takes those from other files. It would copy a BIN chunk.
+    void LiftChunk(Bytes& bytes, std::string_view json, const PlainBuffer& buffer, std::uint64_t binSize)
+    {
+        if (buffer.size == 0 || buffer.size > binSize)
+            return;
+        std::string text = NameLifted(json, buffer, embedded.size());
+        text.resize((text.size() + 3) / 4 * 4, ' ');
+        Bytes rest(JsonBegin + text.size());
+        std::memcpy(rest.data(), bytes.data(), JsonBegin);
+        std::memcpy(rest.data() + JsonBegin, text.data(), text.size());
+        WriteUint32(rest, 8, std::uint32_t(rest.size()));
+        WriteUint32(rest, 12, std::uint32_t(text.size()));
+
+        const auto begin = bytes.begin() + std::ptrdiff_t(JsonBegin + json.size() + ChunkHeader);
+        bytes.erase(begin + std::ptrdiff_t(buffer.size), bytes.end());
+        bytes.erase(bytes.begin(), begin);
+        embedded.push_back(std::exchange(bytes, std::move(rest)));
     }
 
     void LiftInBinary(Bytes& bytes, std::string_view json, const JsonSurvey& survey)

@@ -17,6 +17,8 @@ namespace
 // No media type: no data URI looks so, and no file is likely to be called so.
 constexpr std::string_view LiftedPrefix = "data:embedded-";
 
+constexpr std::string_view Space = " \t\r\n";
+
 class Surveyor
 {
 public:
@@ -26,6 +28,8 @@ public:
     {
         while (at < text.size())
             Step(text[at++]);
+        if (survey.buffers == 1 && bufferSizes == 1 && !mayHaveUri)
+            survey.plainBuffer = buffer;
         return std::move(survey);
     }
 
@@ -41,6 +45,8 @@ private:
             isMember = true;
             if (depth == 1)
                 list = key;
+            if (depth == 3 && list == "buffers")
+                TakeBufferMember();
             return;
         case ',':
             ++survey.values;
@@ -71,6 +77,22 @@ private:
         survey.rareElements += list != "nodes" && list != "meshes" && list != "accessors" && list != "bufferViews";
         // With an escape in it, the name may be this one.
         survey.buffers += list == "buffers" || list.find('\\') != list.npos;
+        buffer.begin = list == "buffers" ? at : buffer.begin;
+    }
+
+    void TakeBufferMember()
+    {
+        // With an escape in it, the key may be this one.
+        mayHaveUri = mayHaveUri || key == "uri" || key.find('\\') != key.npos;
+        if (key != "byteLength")
+            return;
+        ++bufferSizes;
+        const std::size_t begin = text.find_first_not_of(Space, at);
+        const char* const end = text.data() + text.size();
+        const auto [rest, error] = std::from_chars(text.data() + std::min(begin, text.size()), end, buffer.size);
+        const std::size_t behind = text.find_first_not_of(Space, std::size_t(rest - text.data()));
+        if (error != std::errc() || behind == text.npos || (text[behind] != ',' && text[behind] != '}'))
+            ++bufferSizes; // a fraction, or no number
     }
 
     void TakeString()
@@ -104,6 +126,9 @@ private:
     std::string_view key;  // of the member whose value comes next
     std::string_view list; // the member of the outermost object
     bool isMember = false; // a colon came, its value didn't yet
+    PlainBuffer buffer;    // the last one
+    std::size_t bufferSizes = 0;
+    bool mayHaveUri = false;
     JsonSurvey survey;
 };
 
@@ -160,6 +185,17 @@ LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey)
     if (!lifted.contents.empty())
         lifted.text.append(rest, text.data() + text.size());
     return lifted;
+}
+
+std::string NameLifted(std::string_view text, const PlainBuffer& buffer, std::size_t number)
+{
+    std::string named(text.substr(0, buffer.begin));
+    named += "\"uri\":\"";
+    named += LiftedPrefix;
+    named += std::to_string(number);
+    named += "\",";
+    named += text.substr(buffer.begin);
+    return named;
 }
 
 std::vector<unsigned char>* FindLifted(std::vector<std::vector<unsigned char>>& contents, std::string_view path)

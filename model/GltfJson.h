@@ -1,12 +1,23 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Varkle
 {
+
+/// Is an element of "buffers" that names no file.
+struct PlainBuffer
+{
+    std::size_t begin = 0;  ///< behind its opening brace, as an offset in the text
+    std::uint64_t size = 0; ///< its byteLength
+
+    bool operator==(const PlainBuffer&) const = default;
+};
 
 /// Is what a glance over the JSON text of a glTF file tells, before anything is built from it.
 struct JsonSurvey
@@ -16,6 +27,8 @@ struct JsonSurvey
     std::size_t objects = 0;      ///< opening braces
     std::size_t rareElements = 0; ///< elements of the file's lists other than nodes, meshes, accessors, bufferViews
     std::size_t buffers = 0;      ///< elements of the list "buffers"
+    /// The one buffer, when there is no other and it surely has no URI.
+    std::optional<PlainBuffer> plainBuffer;
     /// The data URIs that are values of members named "uri", as they stand between their quotes.
     std::vector<std::string_view> dataUris;
 };
@@ -35,6 +48,9 @@ struct LiftedJson
 ///
 /// Why: parsers copy such a string several times, character by character. Decoded here, the megabytes never reach them.
 LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey);
+
+/// Gives the buffer of a survey of the same text the URI by which FindLifted finds the contents of that number.
+std::string NameLifted(std::string_view text, const PlainBuffer& buffer, std::size_t number);
 
 /// Returns the contents that a lifted URI, or a path that ends with one, is the name of; null for any other.
 std::vector<unsigned char>* FindLifted(std::vector<std::vector<unsigned char>>& contents, std::string_view path);

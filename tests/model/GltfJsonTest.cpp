@@ -72,6 +72,33 @@ TEST_CASE("A survey bears text that is no JSON")
     CHECK(SurveyJson(std::string(1000, '[')).depth == 1000);
 }
 
+TEST_CASE("A survey finds the one buffer that names no file")
+{
+    const std::string text =
+        R"({"nodes": [{"byteLength": 1}], "buffers": [{"name": "a", "byteLength" : 80 }], "x": {}})";
+    CHECK(SurveyJson(text).plainBuffer == PlainBuffer{text.find("\"name\""), 80});
+    CHECK(SurveyJson(R"({"buffers":[{"extras":{"uri":"x","byteLength":1},"byteLength":4}]})").plainBuffer ==
+          PlainBuffer{13, 4});
+    for (const std::string members :
+         {"", R"("byteLength": 4, "uri": "x")", R"("byteLength": 4, "\u0075ri": "x")", R"("byteLength": 4.0)",
+          R"("byteLength": 4e1)", R"("byteLength": -4)", R"("byteLength": "4")", R"("byteLength": 4, "byteLength": 8)",
+          R"("byteLength": 99999999999999999999)", R"("byteLength": 4}, {"byteLength": 4)", R"("byteLength": )"})
+    {
+        INFO(members);
+        CHECK_FALSE(SurveyJson("{\"buffers\": [{" + members + "}]}").plainBuffer);
+    }
+    CHECK_FALSE(SurveyJson(R"({"buffers":[{"byteLength":4)").plainBuffer);
+    CHECK_FALSE(SurveyJson(R"({"buffers":[{"byteLength":)").plainBuffer);
+    CHECK_FALSE(SurveyJson(R"({"meshes":[{"byteLength":4}]})").plainBuffer);
+}
+
+TEST_CASE("A buffer gets the URI under which its contents are found")
+{
+    const std::string text = R"({"buffers":[{"byteLength":4}]})";
+    CHECK(NameLifted(text, *SurveyJson(text).plainBuffer, 12) ==
+          R"({"buffers":[{"uri":"data:embedded-12","byteLength":4}]})");
+}
+
 TEST_CASE("Data URIs are lifted out of the JSON text, whatever their media type")
 {
     const LiftedJson lifted = Lift(R"({"uri": "data:a/b;base64,QUI=", "x": [{"uri":"data:;base64,QUJD"}], "y": 1})");

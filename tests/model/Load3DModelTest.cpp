@@ -63,8 +63,10 @@ TEST_CASE("A triangle is the same from every form of file")
     WriteBytes(folder / "data.bin", maker.buffer);
     WriteBytes(folder / "two words.bin", maker.buffer);
     const std::string binary = maker.ToBinary();
+    const std::string longer = MakeGlb(maker.json.dump(), maker.buffer + std::string(100, 'x'));
     const std::pair<const char*, std::string> files[] = {
         {"binary.glb", binary},
+        {"longer.glb", longer},
         {"other.extension", binary},
         {"none", binary},
         {"external.gltf", maker.ToText("data.bin")},

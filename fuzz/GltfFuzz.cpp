@@ -46,7 +46,7 @@ void GatherPrimitive(const tinygltf::Model& model, const tinygltf::Primitive& pr
     for (const auto& [name, index] : primitive.attributes)
     {
         const tinygltf::Accessor* const accessor = FindAccessor(model, index);
-        for (const std::size_t size : {8, 12, 16})
+        for (const unsigned size : {8U, 12U, 16U})
         {
             if (const auto elements = accessor ? GatherElements(model, *accessor, size, scratch) : std::nullopt)
                 Touch(elements->bytes);

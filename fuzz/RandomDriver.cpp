@@ -12,11 +12,15 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                               unsigned seed);
 
 namespace
 {
 
 using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::size_t growth = 65536; // bytes that a changed file may have more than before
 
 std::mt19937 random; // with its default seed
 
@@ -86,6 +90,15 @@ void Change(Bytes& bytes)
 
 } // namespace
 
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize)
+{
+    Bytes bytes(data, data + size);
+    Change(bytes);
+    bytes.resize(std::min(bytes.size(), maxSize));
+    std::ranges::copy(bytes, data);
+    return bytes.size();
+}
+
 int main(int count, char** arguments)
 {
     unsigned long runs = 100'000;
@@ -110,9 +123,11 @@ int main(int count, char** arguments)
     for (unsigned long run = 0; run < runs; ++run)
     {
         Bytes bytes = corpus[Below(corpus.size())];
+        std::size_t size = bytes.size();
+        bytes.resize(size + growth);
         for (std::size_t changes = Below(4) + 1; changes > 0; --changes)
-            Change(bytes);
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+            size = LLVMFuzzerCustomMutator(bytes.data(), size, bytes.size(), unsigned(Below(1U << 31)));
+        LLVMFuzzerTestOneInput(bytes.data(), size);
     }
     std::printf("%lu runs\n", runs);
     return 0;

@@ -2,7 +2,6 @@
 #include "support/Catch.h"
 #include "support/OperatorChecks.h"
 
-#include <functional>
 #include <limits>
 #include <sys/stat.h>
 
@@ -47,6 +46,12 @@ Model LoadNodes(const Json& nodes, const std::vector<int>& roots = {0})
     maker.json["nodes"] = nodes;
     maker.ShowNodes(roots);
     return LoadBytes(maker.ToBinary());
+}
+
+// A text file whose only node has these members.
+std::string TextWithNode(const std::string& members)
+{
+    return R"({"asset": {"version": "2.0"}, "scenes": [{"nodes": [0]}], "nodes": [{)" + members + "}]}";
 }
 
 void CheckRefused(const std::string& bytes, const std::string& name, const std::string& expected)
@@ -202,6 +207,22 @@ TEST_CASE("Buffers that are missing, empty or of another size are errors, and no
     CheckRefused(MakeGlb(MakeTriangle().ToText(""), ""), "model.glb", "GLB with empty BIN chunk");
 }
 
+TEST_CASE("Without a list of buffers everything that lies in them is left out")
+{
+    GltfMaker maker = MakeTriangle();
+    const std::string bin = maker.buffer;
+    for (const Json& buffers : {Json(), Json::array(), Json("x"), Json(1)})
+    {
+        INFO(buffers);
+        maker.json["buffers"] = buffers;
+        CHECK(Describe(LoadBytes(MakeGlb(maker.json.dump(), bin))) == "o");
+        CHECK(Describe(LoadBytes(maker.json.dump(), "model.gltf")) == "o");
+    }
+    maker.json.erase("bufferViews");
+    maker.json.erase("accessors");
+    CHECK(Describe(LoadBytes(maker.json.dump(), "model.gltf")) == "none");
+}
+
 TEST_CASE("Images outside of their buffer leave their places empty")
 {
     const std::string png = MakePng({2, 1}, {1, 2, 3, 255});
@@ -338,6 +359,49 @@ TEST_CASE("JSON that would exhaust memory or the stack is refused")
           "none");
 }
 
+TEST_CASE("Numbers of any size are read or refused")
+{
+    const std::string overflow = "number overflow parsing '";
+    CheckRefused(TextWithNode(R"("translation": [1e999, 0, 0])"), "model.gltf", overflow + "1e999'");
+    const std::string digits(100'000, '7');
+    CheckRefused(TextWithNode("\"translation\": [" + digits + ", 0, 0]"), "model.gltf", overflow + digits + "'");
+    CheckRefused(TextWithNode(R"("mesh": -1e999)"), "model.gltf", overflow);
+
+    const LogRecorder heard;
+    const auto load = [](const std::string& members) { return LoadBytes(TextWithNode(members), "model.gltf"); };
+    const Model model = load("\"translation\": [0." + digits + ", 1e-999, 3]");
+    REQUIRE(model.GetRootNode());
+    const glm::vec4 place = model.GetRootNode()->GetTransform()[3];
+    CHECK(place.x == Approx(7.0f / 9.0f));
+    CHECK(place.y == 0.0f);
+    CHECK(place.z == 3.0f);
+    CHECK(Describe(load("\"translation\": [1e300, 0, 0]")) == "o"); // infinite as a float
+    for (const std::string mesh : {"1e300", "999999999999999999999999999999", "18446744073709551615", "4294967296",
+                                   "-9223372036854775808", "-4294967296", "0.5", "-0"})
+    {
+        INFO(mesh);
+        CHECK(Describe(load("\"mesh\": " + mesh)) == "o");
+        CHECK(Describe(load("\"children\": [" + mesh + "]")) == "o");
+    }
+    CHECK(heard.lines.empty());
+}
+
+TEST_CASE("Strings of any size and kind are read or refused")
+{
+    const std::string many(8'000'000, 'x');
+    const LogRecorder heard;
+    for (const std::string& members :
+         {"\"name\": \"" + many + "\"", "\"" + many + "\": 0", "\"extensions\": {\"" + many + "\": {}}",
+          "\"extras\": {\"a\": \"" + many + "\"}", std::string(R"("name": "\u0000\ud83d\ude00\/\"")")})
+        CHECK(Describe(LoadBytes(TextWithNode(members), "model.gltf")) == "o");
+    CHECK(heard.lines.empty());
+
+    CheckRefused(TextWithNode("\"name\": \"\xff\""), "model.gltf", "ill-formed UTF-8 byte");
+    CheckRefused(TextWithNode(R"("name": "\ud800")"), "model.gltf", "surrogate U+D800..U+DBFF must be followed");
+    CheckRefused(TextWithNode("\"name\": \"" + std::string(2, '\0') + "\""), "model.gltf", "control character U+0000");
+    CheckRefused(TextWithNode("\"name\": \"" + many), "model.gltf", "parse error");
+}
+
 TEST_CASE("Buffers that each copy the whole file are refused")
 {
     GltfMaker maker = MakeTriangle();
@@ -360,6 +424,19 @@ TEST_CASE("A binary file may end anywhere")
         REQUIRE(heard.lines[0].starts_with("error: "));
     }
     CHECK(Describe(LoadBytes(whole + "and more")) == "(Position:3 Normal:3 indices:3)");
+}
+
+TEST_CASE("A text file may end anywhere")
+{
+    const std::string whole = MakeTriangle().ToTextWithData();
+    for (std::size_t size = 0; size < whole.size(); ++size)
+    {
+        INFO(size);
+        const LogRecorder heard;
+        REQUIRE(Describe(LoadBytes(whole.substr(0, size), "model.gltf")) == "none");
+        REQUIRE(heard.lines.size() == 1);
+        REQUIRE(heard.lines[0].starts_with("error: "));
+    }
 }
 
 TEST_CASE("The lengths in a binary file's headers may be anything")

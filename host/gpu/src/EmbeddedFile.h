@@ -14,7 +14,7 @@ struct EmbeddedFile
     const unsigned char* end;
 };
 
-extern const EmbeddedFile sceneShaders[];
-extern const std::size_t sceneShadersCount;
+extern const EmbeddedFile builtInShaders[];
+extern const std::size_t builtInShadersCount;
 
 } // namespace Varkle

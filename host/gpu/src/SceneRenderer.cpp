@@ -1,5 +1,6 @@
 #include "Varkle/Gpu/SceneRenderer.h"
 
+#include "BuiltInShaders.h"
 #include "GpuInternals.h"
 #include "TextureStorage.h"
 #include "Varkle/Gpu/BindGroupBuilder.h"
@@ -7,7 +8,6 @@
 #include "Varkle/Gpu/PassRecorder.h"
 #include "scene/SceneFraming.h"
 #include "scene/ScenePass.h"
-#include "scene/SceneShaders.h"
 #include "scene/SceneSphere.h"
 
 #include <glm/common.hpp>
@@ -37,7 +37,7 @@ public:
     {
         if (!pipeline)
             pipeline = RenderPipelineBuilder()
-                           .SetShader(GetSceneShader("Straighten.wgsl"))
+                           .SetShader(GetBuiltInShader("scene/Straighten.wgsl"))
                            .SetFrameBufferFormat(pictureFormat)
                            .Build();
         const TextureView view(premultiplied, {.filter = wgpu::FilterMode::Nearest});

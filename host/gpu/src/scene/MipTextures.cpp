@@ -1,12 +1,12 @@
 #include "scene/MipTextures.h"
 
+#include "BuiltInShaders.h"
 #include "GpuInternals.h"
 #include "PipelineInternals.h"
 #include "Swizzle.h"
 #include "TextureStorage.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/BindGroupBuilder.h"
-#include "scene/SceneShaders.h"
 
 #include <algorithm>
 #include <bit>
@@ -67,7 +67,7 @@ const RenderPipeline& GetPipeline(wgpu::TextureFormat format)
     RenderPipeline& pipeline = pipelines[format];
     if (!pipeline)
         pipeline = RenderPipelineBuilder()
-                       .SetShader(GetSceneShader("MipLevel.wgsl"))
+                       .SetShader(GetBuiltInShader("scene/MipLevel.wgsl"))
                        .SetFrameBufferFormat({.colorFormats = {format}})
                        .Build();
     return pipeline;

@@ -1,10 +1,10 @@
 #include "scene/ScenePipelines.h"
 
+#include "BuiltInShaders.h"
 #include "GpuInternals.h"
 #include "ShaderInternals.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Trace.h"
-#include "scene/SceneShaders.h"
 
 #include <map>
 
@@ -126,7 +126,7 @@ wgpu::RenderPipeline CreateScenePipeline(const ScenePipelineKey& key)
 
 Shader GetSceneShader()
 {
-    return GetSceneShader("Scene.wgsl");
+    return GetBuiltInShader("scene/Scene.wgsl");
 }
 
 wgpu::RenderPipeline GetScenePipeline(const ScenePipelineKey& key)

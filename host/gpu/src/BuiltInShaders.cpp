@@ -1,4 +1,4 @@
-#include "scene/SceneShaders.h"
+#include "BuiltInShaders.h"
 
 #include "EmbeddedFile.h"
 
@@ -11,12 +11,12 @@ namespace Varkle
 namespace
 {
 
-std::string ReadEmbedded(std::string_view name)
+std::string ReadEmbedded(std::string_view path)
 {
-    for (std::size_t i = 0; i < sceneShadersCount; ++i)
+    for (std::size_t i = 0; i < builtInShadersCount; ++i)
     {
-        const EmbeddedFile& file = sceneShaders[i];
-        if (file.path == name)
+        const EmbeddedFile& file = builtInShaders[i];
+        if (file.path == path)
             return {reinterpret_cast<const char*>(file.begin), std::size_t(file.end - file.begin)};
     }
     return {};
@@ -24,13 +24,13 @@ std::string ReadEmbedded(std::string_view name)
 
 } // namespace
 
-Shader GetSceneShader(std::string_view name)
+Shader GetBuiltInShader(std::string_view path)
 {
     // Never destroyed, as all that may hold GPU objects.
     static auto& shaders = *new std::map<std::string_view, Shader>;
-    Shader& shader = shaders[name];
+    Shader& shader = shaders[path];
     if (!shader)
-        shader = Shader::FromWgsl(ReadEmbedded(name));
+        shader = Shader::FromWgsl(ReadEmbedded(path));
     return shader;
 }
 

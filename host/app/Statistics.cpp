@@ -38,10 +38,10 @@ std::string FormatStatistics(const Graph& graph, bool withGpuTimes)
     }
     const GpuCounters counters = Graphics::GetCounters();
     table += fmt::format("passes {}, pipelines created {}, shaders compiled {}, textures created {} and reused {}, "
-                         "buffers created {} and reused {}, submits {}\n",
+                         "buffers created {} and reused {}, submits {}, presents {}\n",
                          counters.renderPasses + counters.computePasses, counters.pipelinesCreated,
                          counters.shadersCompiled, counters.texturesCreated, counters.texturesReused,
-                         counters.buffersCreated, counters.buffersReused, counters.submits);
+                         counters.buffersCreated, counters.buffersReused, counters.submits, counters.presents);
     return table;
 }
 

@@ -31,6 +31,9 @@ void ReleaseTimings();
 /// A sampler for the options, made once: the GPU blocks on samplers of a new kind.
 wgpu::Sampler GetSampler(wgpu::FilterMode filter, wgpu::AddressMode addressMode);
 
+/// Makes all windows black and releases their surfaces, which must not outlive the device.
+void ReleaseWindowSurfaces();
+
 /// Grows whenever the device was released or replaced; caches of GPU objects compare it to know that theirs are stale.
 unsigned long DeviceGeneration();
 /// True when objects of that generation can go on being used: the device exists still and was not lost.

@@ -237,6 +237,7 @@ void Shutdown()
     state.startFailed = false;
     if (!state.device)
         return;
+    Internal::ReleaseWindowSurfaces();
     WaitForGpu();
     ProcessEvents();
     ReadBacks::Abort();

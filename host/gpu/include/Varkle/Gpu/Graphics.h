@@ -30,6 +30,7 @@ struct GpuCounters
     std::uint64_t draws = 0;
     std::uint64_t dispatches = 0;
     std::uint64_t submits = 0;       ///< of commands to the queue; of copies between buffers one carries many
+    std::uint64_t presents = 0;      ///< pictures handed to windows
     std::uint64_t bytesUploaded = 0; ///< to buffers and textures
     std::uint64_t readBacks = 0;     ///< pixel reads that were asked for
     std::uint64_t errors = 0;        ///< errors that the device reported

@@ -3,7 +3,7 @@
 #include "Varkle/Gpu/Texture.h"
 
 #include <glm/vec2.hpp>
-#include <string>
+#include <memory>
 #include <string_view>
 
 namespace Varkle::Gui
@@ -16,9 +16,15 @@ enum class SizeUnit
     Logical = 1,  ///< pixels of the desktop, scaled with the display's settings
 };
 
-/// Is a window that shows a texture. The setters are requests: the window keeps what it was last asked, and the getters
-/// tell what is. On a system without a display the window stays closed, keeps what it was asked and says so once in the
-/// log.
+class ManagedWindow;
+
+/// Is a window that shows a texture. The setters are requests: one that repeats the last one changes nothing, so that
+/// what the user does to the window by hand stays until something else is asked for; the getters tell what is. Windows
+/// open in programs that called Windows::Start; in others, and on a system without a display, they stay closed and keep
+/// what they were asked.
+///
+/// While it is interactive, the F key toggles fullscreen and Escape leaves it. A window that was closed by hand stays
+/// closed until it is asked to close and to open again.
 class OutputWindow
 {
 public:
@@ -30,14 +36,14 @@ public:
     OutputWindow& operator=(const OutputWindow&) = delete;
 
     /// Sets what the window shows, fitted into it on black; an empty texture is black.
-    void SetTexture(const Texture& newTexture);
-    void SetTitle(std::string_view newTitle);
+    void SetTexture(const Texture& texture);
+    void SetTitle(std::string_view title);
     /// Asks for the window to be shown, with what was set before, or to be closed.
     void SetOpen(bool on);
     /// Sets the size of what the window shows, while it is not fullscreen.
-    void SetSize(const glm::ivec2& newSize, SizeUnit unit);
+    void SetSize(const glm::ivec2& size, SizeUnit unit);
     /// Sets the top-left corner on the screen, while the window is not fullscreen.
-    void SetPosition(const glm::ivec2& newPosition);
+    void SetPosition(const glm::ivec2& position);
     /// Asks for the window to fill the display that it is on.
     void SetFullscreen(bool on);
     /// Asks for a title bar and a border.
@@ -67,17 +73,7 @@ public:
     float GetRefreshRate() const;
 
 private:
-    Texture texture;
-    std::string title;
-    glm::ivec2 size{1280, 720};
-    SizeUnit sizeUnit = SizeUnit::Physical;
-    glm::ivec2 position{100, 100};
-    bool open = false;
-    bool fullscreen = false;
-    bool decorated = true;
-    bool alwaysOnTop = false;
-    bool transparent = false;
-    bool interactive = true;
+    std::unique_ptr<ManagedWindow> window;
 };
 
 } // namespace Varkle::Gui

@@ -1,0 +1,10 @@
+#include "Varkle/Gpu/WindowPlatform.h"
+
+namespace Varkle::Gui
+{
+
+PlatformWindow::~PlatformWindow() = default;
+
+WindowPlatform::~WindowPlatform() = default;
+
+} // namespace Varkle::Gui

@@ -1,0 +1,147 @@
+#include "Varkle/Gpu/Windows.h"
+
+#include "GpuInternals.h"
+#include "window/WindowRegistry.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Varkle::Gui
+{
+
+WindowRegistry& WindowRegistry::Get()
+{
+    // Never destroyed: windows may live in statics of whatever is loaded.
+    static WindowRegistry& registry = *new WindowRegistry;
+    return registry;
+}
+
+namespace Windows
+{
+
+namespace
+{
+
+// Waits for the frame before this one, so that what is shown is never further behind than that.
+void WaitForLastFrame(const WindowRegistry& registry)
+{
+    constexpr std::chrono::seconds patience(2); // a GPU that hangs is lost in the end; the user can stop until then
+    if (registry.lastFrame.id != 0 && Internal::IsCurrent(registry.lastFrameDevice))
+        Internal::Wait(registry.lastFrame, patience);
+}
+
+} // namespace
+
+Status Start()
+{
+    if (IsStarted())
+        return Ok();
+    Result<std::unique_ptr<WindowPlatform>> platform = WindowPlatform::Connect();
+    WindowRegistry::Get().displayMissing = !platform;
+    if (!platform)
+        return platform.GetError();
+    Start(std::move(*platform));
+    return Ok();
+}
+
+void Start(std::unique_ptr<WindowPlatform> platform)
+{
+    Stop();
+    WindowRegistry& registry = WindowRegistry::Get();
+    registry.platform = std::move(platform);
+    registry.closedByHand = 0;
+}
+
+void Stop()
+{
+    WindowRegistry& registry = WindowRegistry::Get();
+    registry.kept.clear();
+    for (ManagedWindow* const window : registry.windows)
+        window->LosePlatform();
+    registry.platform.reset();
+    registry.displayMissing = false;
+}
+
+bool IsStarted()
+{
+    return WindowRegistry::Get().platform != nullptr;
+}
+
+std::vector<Display> GetDisplays()
+{
+    return IsStarted() ? WindowRegistry::Get().platform->GetDisplays() : std::vector<Display>();
+}
+
+void ProcessEvents()
+{
+    if (!IsStarted())
+        return;
+    WindowRegistry& registry = WindowRegistry::Get();
+    registry.platform->ProcessEvents();
+    const std::vector<Display> displays = registry.platform->GetDisplays();
+    for (ManagedWindow* const window : registry.windows)
+        window->Update(displays);
+}
+
+void Present(Pace pace)
+{
+    WindowRegistry& registry = WindowRegistry::Get();
+    const ManagedWindow::Clock::time_point now = ManagedWindow::Clock::now();
+    if (!Graphics::IsStarted() || Graphics::IsLost())
+        return;
+    for (ManagedWindow* const window : registry.windows)
+        window->Present(pace, now);
+    const wgpu::Future thisFrame = Graphics::GetQueue().OnSubmittedWorkDone(
+        wgpu::CallbackMode::WaitAnyOnly, [](wgpu::QueueWorkDoneStatus, wgpu::StringView) {});
+    WaitForLastFrame(registry);
+    registry.lastFrame = thisFrame;
+    registry.lastFrameDevice = Internal::DeviceGeneration();
+}
+
+std::size_t CountOpen()
+{
+    return std::size_t(std::ranges::count_if(WindowRegistry::Get().windows, &ManagedWindow::IsOpen));
+}
+
+std::vector<std::string> GetOwners()
+{
+    std::vector<std::string> owners;
+    for (const ManagedWindow* const window : WindowRegistry::Get().windows)
+    {
+        if (!window->GetOwner().empty())
+            owners.push_back(window->GetOwner());
+    }
+    return owners;
+}
+
+std::size_t CountClosedByHand()
+{
+    return WindowRegistry::Get().closedByHand;
+}
+
+float GetRefreshRate()
+{
+    float fastest = 0;
+    for (const ManagedWindow* const window : WindowRegistry::Get().windows)
+    {
+        if (window->IsOpen())
+            fastest = std::max(fastest, window->GetRefreshRate());
+    }
+    return fastest > 0 ? fastest : 60.0f;
+}
+
+Keep::Keep()
+{
+    ++WindowRegistry::Get().keeping;
+}
+
+Keep::~Keep()
+{
+    WindowRegistry& registry = WindowRegistry::Get();
+    if (--registry.keeping == 0)
+        registry.kept.clear();
+}
+
+} // namespace Windows
+
+} // namespace Varkle::Gui

@@ -36,6 +36,8 @@
 #include "texture/SaveImage.h"
 #include "texture/SineWave.h"
 #include "texture/Transform.h"
+#include "window/Window.h"
+#include "window/WindowInfo.h"
 
 #include <string>
 
@@ -53,6 +55,8 @@ struct Row
 
 // In the order in which the host lists them.
 constexpr Row operators[] = {
+    {WindowOperator::Type, "Docs/Operators/IO/System/Window.md"},
+    {WindowInfo::Type, "Docs/Operators/IO/System/Window Info.md"},
     {PbrMaterial::Type, "Docs/Operators/Material/PBR Material.md"},
     {UnlitMaterialOperator::Type, "Docs/Operators/Material/Unlit Material.md"},
     {Cube::Type, "Docs/Operators/Mesh/Cube.md"},

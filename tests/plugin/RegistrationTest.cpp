@@ -50,7 +50,9 @@ TEST_CASE("Loading registers the operator types in their order, unloading forget
     {
         const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
         REQUIRE(plugin);
-        CHECK(RegisteredIds() == std::vector<std::string>{"Varkle.Material.PbrMaterial",
+        CHECK(RegisteredIds() == std::vector<std::string>{"Varkle.IO.System.Window",
+                                                          "Varkle.IO.System.WindowInfo",
+                                                          "Varkle.Material.PbrMaterial",
                                                           "Varkle.Material.UnlitMaterial",
                                                           "Varkle.Mesh.Cube",
                                                           "Varkle.Mesh.Copy",

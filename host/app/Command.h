@@ -48,6 +48,7 @@ struct CommonOptions
 using Run = std::function<int(const Console& console)>;
 
 void AddRenderCommand(CLI::App& app, const CommonOptions& common, Run& run);
+void AddPlayCommand(CLI::App& app, const CommonOptions& common, Run& run);
 void AddInspectCommand(CLI::App& app, const CommonOptions& common, Run& run);
 void AddCheckCommand(CLI::App& app, Run& run);
 void AddImportCommand(CLI::App& app, Run& run);

@@ -67,14 +67,32 @@ void PrintAboveStatusLine(std::string_view lines)
     WriteAll(STDERR_FILENO, std::string(eraseLine) + std::string(lines) + statusLine);
 }
 
-// A text of several lines gets the prefix on each.
+// Names from strangers' files may hold what a terminal takes as commands.
+std::string Harmless(std::string_view line)
+{
+    std::string text;
+    for (const char c : line)
+    {
+        constexpr std::string_view digits = "0123456789abcdef";
+        const auto code = static_cast<unsigned char>(c);
+        if ((code < 0x20 && c != '\t') || code == 0x7f)
+            (text += "\\x") += {digits[code / 16], digits[code % 16]};
+        else
+            text += c;
+    }
+    return text;
+}
+
+// A text of several lines gets the prefix on each. Empty lines at its end are not printed: texts of libraries have
+// them.
 void PrintLines(std::string_view prefix, std::string_view text)
 {
+    text.remove_suffix(text.size() - (text.find_last_not_of('\n') + 1));
     std::string lines;
     do
     {
         const std::size_t end = std::min(text.find('\n'), text.size());
-        lines += std::string(prefix) + ": " + std::string(text.substr(0, end)) + "\n";
+        lines += std::string(prefix) + ": " + Harmless(text.substr(0, end)) + "\n";
         text.remove_prefix(std::min(end + 1, text.size()));
     } while (!text.empty());
     PrintAboveStatusLine(lines);
@@ -174,6 +192,11 @@ void WatchForInterrupts()
 bool WasInterrupted()
 {
     return caughtSignal != 0;
+}
+
+void ForgetInterrupt()
+{
+    caughtSignal = 0;
 }
 
 void EndByInterrupt()

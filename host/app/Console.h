@@ -57,6 +57,8 @@ int PrintOutput(std::string_view text);
 /// the program at once. A signal that the caller had ignored (nohup) stays ignored.
 void WatchForInterrupts();
 bool WasInterrupted();
+/// Forgets a signal that was noted, for runs that are meant to be ended by one.
+void ForgetInterrupt();
 /// Ends the process by the signal that was noted, so that the caller sees what happened.
 [[noreturn]] void EndByInterrupt();
 

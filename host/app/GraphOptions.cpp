@@ -69,16 +69,21 @@ Status CheckFileSizeLimit()
 
 } // namespace
 
+void AddDocumentOptions(CLI::App& command, std::string& graph, std::vector<std::string>& set)
+{
+    command.add_option("graph", graph, "The graph document to run")->required()->type_name("GRAPH");
+    command.add_option("--set", set, "Set a parameter for this run (repeatable)")
+        ->type_name("KEY.PARAMETER=VALUE")
+        ->allow_extra_args(false);
+}
+
 void AddGraphOptions(CLI::App& command, GraphOptions& options)
 {
-    command.add_option("graph", options.graph, "The graph document to run")->required()->type_name("GRAPH");
+    AddDocumentOptions(command, options.graph, options.set);
     command.add_option("--frames", options.frames, "The first N frames, or frames A..B (default 1)")
         ->type_name("N|A..B");
     command.add_option("--operator", options.operators, "An operator to run for (repeatable)")
         ->type_name("KEY")
-        ->allow_extra_args(false);
-    command.add_option("--set", options.set, "Set a parameter for this run (repeatable)")
-        ->type_name("KEY.PARAMETER=VALUE")
         ->allow_extra_args(false);
 }
 
@@ -127,6 +132,19 @@ Result<GraphDocument> ReadDocument(const std::string& path)
     return document;
 }
 
+Result<GraphSession> BuildGraph(GraphDocument document, const std::vector<std::string>& set)
+{
+    Result<GraphSession> session = GraphSession::Build(std::move(document));
+    if (!session)
+        return session;
+    for (const std::string& text : set)
+    {
+        if (const Status status = ApplySet(*session, text); !status)
+            return status.GetError();
+    }
+    return session;
+}
+
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common)
 {
     Result<GraphDocument> document = ReadDocument(options.graph);
@@ -134,15 +152,9 @@ Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions&
         return document.GetError();
     if (const Status started = StartGraphics(common); !started)
         return started.GetError();
-
-    Result<GraphSession> session = GraphSession::Build(std::move(*document));
+    Result<GraphSession> session = BuildGraph(std::move(*document), options.set);
     if (!session)
         return session;
-    for (const std::string& text : options.set)
-    {
-        if (const Status status = ApplySet(*session, text); !status)
-            return status.GetError();
-    }
     if (const Status known = CheckOperatorKeys(options, session->GetGraph()); !known)
         return known.GetError();
     return session;

@@ -29,6 +29,9 @@ struct FrameRange
 /// Adds the options to a command.
 void AddGraphOptions(CLI::App& command, GraphOptions& options);
 
+/// Adds the argument for the document and --set, for commands that take no other of these options.
+void AddDocumentOptions(CLI::App& command, std::string& graph, std::vector<std::string>& set);
+
 /// Reads "N" (the first N frames) or "A..B".
 Result<FrameRange> ReadFrameRange(const std::string& text);
 
@@ -37,6 +40,9 @@ Status StartGraphics(const CommonOptions& common);
 
 /// Reads and checks a document. The error tells everything that is wrong with it.
 Result<GraphDocument> ReadDocument(const std::string& path);
+
+/// Builds the graph of a document with the parameters of --set. The GPU must have been started.
+Result<GraphSession> BuildGraph(GraphDocument document, const std::vector<std::string>& set);
 
 /// Reads and checks the document, starts the GPU and builds the graph with the parameters of --set.
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common);

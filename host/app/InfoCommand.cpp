@@ -2,6 +2,7 @@
 #include "Console.h"
 #include "GraphOptions.h"
 #include "Varkle/Gpu/Graphics.h"
+#include "Varkle/Gpu/Windows.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -35,15 +36,26 @@ std::string DescribeDevice()
     return text;
 }
 
+std::string DescribeDisplays()
+{
+    if (const Status started = Gui::Windows::Start(); !started)
+        return fmt::format("display         none: {}\n", started.GetError().message);
+    std::string text;
+    for (const Gui::Display& display : Gui::Windows::GetDisplays())
+        text +=
+            fmt::format("display         {} ({}x{} at {},{}, {:.2f} Hz, scale {:g})\n", display.name, display.size.x,
+                        display.size.y, display.position.x, display.position.y, display.refreshRate, display.scale);
+    Gui::Windows::Stop();
+    return text.empty() ? "display         none is connected\n" : text;
+}
+
 int RunInfo(const CommonOptions& common, const std::vector<Plugin>& plugins)
 {
     std::string text = fmt::format("varkle          {}\n", VARKLE_VERSION);
     const Status started = StartGraphics(common);
     if (started)
         text += DescribeDevice();
-    const char* const display = std::getenv("DISPLAY");
-    const char* const wayland = std::getenv("WAYLAND_DISPLAY");
-    text += fmt::format("display         {}\n", display && *display ? display : wayland && *wayland ? wayland : "none");
+    text += DescribeDisplays();
     for (const Plugin& plugin : plugins)
         text += fmt::format("plug-in         {}\n", plugin.GetPath());
     text += fmt::format("built with      glm {}.{}.{}, fmt {}.{}.{}, nlohmann-json {}.{}.{}, CLI11 {}\n",
@@ -59,7 +71,8 @@ int RunInfo(const CommonOptions& common, const std::vector<Plugin>& plugins)
 void AddInfoCommand(CLI::App& app, const CommonOptions& common, const std::vector<Plugin>& plugins, Run& run)
 {
     CLI::App* const command =
-        app.add_subcommand("info", "Print the GPU adapter, its limits and features, plug-ins and versions")
+        app.add_subcommand("info",
+                           "Print the GPU adapter, its limits and features, the displays, plug-ins and versions")
             ->fallthrough();
     command->callback([&run, &common, &plugins]
                       { run = [&common, &plugins](const Console&) { return RunInfo(common, plugins); }; });

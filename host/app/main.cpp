@@ -76,6 +76,7 @@ int Main(int argc, char** argv)
     app.require_subcommand(1);
     AddCommonOptions(app, common);
     AddRenderCommand(app, common, run);
+    AddPlayCommand(app, common, run);
     AddInspectCommand(app, common, run);
     AddCheckCommand(app, run);
     AddImportCommand(app, run);

@@ -186,6 +186,31 @@ TEST_CASE("A picture that can't be loaded leaves its operator without one, which
     }
 }
 
+TEST_CASE("A model that can't be loaded is an error of one line")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(R"({"key": "ship", "type": "Varkle.Model.Load3DModel",)"
+                                                 R"( "parameters": {"File Path": "ship.glb"}})"));
+    const Outcome outcome = Render(folder, {"--output", "ship.png"});
+    CHECK(outcome.status == 1);
+    CHECK(outcome.error.starts_with("error: "));
+    CHECK(outcome.error.find("ship.glb") != std::string::npos);
+    CHECK(outcome.error.find('\n') == outcome.error.size() - 1);
+}
+
+TEST_CASE("What a stranger's file says can't command the terminal")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "ship.gltf", R"({"asset": {"version": "2.0"}, "buffers": [{"byteLength": 4,)"
+                                     R"( "uri": "\u001b[2J\u0007\u007f.bin"}]})");
+    WriteBytes(folder / "graph.varkle", Document(R"({"key": "ship", "type": "Varkle.Model.Load3DModel",)"
+                                                 R"( "parameters": {"File Path": "ship.gltf"}})"));
+    const Outcome outcome = Render(folder, {"--output", "ship.png"});
+    CHECK(outcome.status == 1);
+    CHECK(outcome.error.find("\\x1b[2J\\x07\\x7f.bin") != std::string::npos);
+    CHECK(outcome.error.find('\x1b') == std::string::npos);
+}
+
 TEST_CASE("A folder in place of a picture leaves its operator without one, which is an error")
 {
     const TemporaryFolder folder;

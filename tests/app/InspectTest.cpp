@@ -2,6 +2,7 @@
 #include "app/FolderWatch.h"
 #include "app/ProgramRunner.h"
 #include "support/Catch.h"
+#include "support/VirtualDisplay.h"
 
 #include <nlohmann/json.hpp>
 
@@ -158,4 +159,65 @@ TEST_CASE("An inspection that is interrupted dies by the signal and prints no JS
     CHECK(outcome.signal == SIGINT);
     CHECK(outcome.output == nothing);
     CHECK(outcome.error == "info: a speaks\nerror: The run was interrupted.\n");
+}
+
+TEST_CASE("Inspecting opens no window, with and without a display, and Window Info reports what the window was asked")
+{
+    const TemporaryFolder folder;
+    const std::string operators = ColorOperator("c", "[1, 0, 0]") + R"(,
+        {"key": "show", "type": "Varkle.IO.System.Window", "inputs": {"Texture Input": "c"}, "parameters":
+            {"Open": true, "Fullscreen": true, "Size": [640, 361], "Position": [-30, 40], "Title": "Stage"}},
+        {"key": "info", "type": "Varkle.IO.System.WindowInfo", "parameters": {"Window": "show"}})";
+    const auto check = [&](const Outcome& outcome)
+    {
+        CHECK(outcome.status == 0);
+        CHECK(outcome.error == nothing);
+        const Json json = Json::parse(outcome.output);
+        CHECK(json.at("log") == Json::array());
+        const Json& show = json.at("operators")[1];
+        CHECK(show.at("executions") == 1);
+        CHECK(show.at("outputs") == Json::array());
+        CHECK(Named(show.at("parameters"), "Open").at("value") == true);
+        const Json& info = json.at("operators")[2];
+        CHECK(info.at("executions") == 3); // on every frame
+        CHECK(info.at("parameters") == Json::parse(R"([
+            {"name": "Resolution", "type": "Vector 2 Int", "value": [640, 361], "output": true},
+            {"name": "Logical Size", "type": "Vector 2 Int", "value": [640, 361], "output": true},
+            {"name": "Position", "type": "Vector 2 Int", "value": [-30, 40], "output": true},
+            {"name": "DPI Scale", "type": "Float", "value": 1, "output": true},
+            {"name": "Refresh Rate", "type": "Float", "value": 60, "output": true},
+            {"name": "Open", "type": "Bool", "value": false, "output": true},
+            {"name": "Fullscreen", "type": "Bool", "value": false, "output": true},
+            {"name": "Minimized", "type": "Bool", "value": false, "output": true},
+            {"name": "Window", "type": "Reference", "value": "show"}])"));
+    };
+    WriteBytes(folder / "graph.varkle", Document(operators));
+    const ProgramRunner inspect = Program({"inspect", "graph.varkle", "--frames", "3"}).In(folder.GetPath());
+    SECTION("without a display")
+    {
+        check(ProgramRunner(inspect).With("DISPLAY", "").Run());
+    }
+    SECTION("with a display that does not answer")
+    {
+        check(ProgramRunner(inspect).With("DISPLAY", ":65000").Run());
+    }
+    SECTION("with a display")
+    {
+        Testing::VirtualDisplay display;
+        check(inspect.Run());
+    }
+}
+
+TEST_CASE("Inspecting some operators runs the windows too, and what they need")
+{
+    const TemporaryFolder folder;
+    const std::string operators = ColorOperator("a", "[1, 0, 0]") + "," + ColorOperator("b", "[1, 0, 0]") + "," +
+                                  ColorOperator("c", "[1, 0, 0]") + "," +
+                                  Filter("show", "Varkle.IO.System.Window", "b") +
+                                  R"(, {"key": "info", "type": "Varkle.IO.System.WindowInfo"})";
+    std::vector<int> executions;
+    const Json json = Json::parse(Inspect(folder, operators, {"--operator", "a"}).output);
+    for (const Json& op : json.at("operators"))
+        executions.push_back(op.at("executions"));
+    CHECK(executions == std::vector<int>{1, 1, 0, 1, 1});
 }

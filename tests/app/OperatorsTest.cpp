@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 
 // The commands that tell about operators, documents, files and the machine, and help.
 
@@ -35,15 +36,22 @@ TEST_CASE("The command operators --json lists the operators in the same order as
     CHECK(outcome.status == 0);
     CHECK(outcome.error == nothing);
     const Json json = Json::parse(outcome.output);
-    REQUIRE(json.size() == 3);
+    REQUIRE(json.size() > 2);
     CHECK(json[0] == Json::parse(R"({"type": "Test.Speaker", "category": "Test", "name": "Speaker",
                                      "summary": "Passes a texture on and logs a message.", "tags": []})"));
     CHECK(json[2].at("name") == "Mesh Source");
 
-    const Outcome text = Run({"operators", "--plugin", TEST_OPERATORS_PLUGIN});
-    CHECK(text.output == "Test.Speaker     Passes a texture on and logs a message.\n"
-                         "Test.Sink        Takes a texture.\n"
-                         "Test.MeshSource  Gives a mesh.\n");
+    std::size_t width = 0;
+    for (const Json& info : json)
+        width = std::max(width, info.at("type").get<std::string>().size());
+    std::string expected;
+    for (const Json& info : json)
+    {
+        std::string type = info.at("type");
+        type.resize(width + 2, ' ');
+        expected += type + info.at("summary").get<std::string>() + "\n";
+    }
+    CHECK(Run({"operators", "--plugin", TEST_OPERATORS_PLUGIN}).output == expected);
 }
 
 TEST_CASE("Several plug-ins are loaded in the order of --plugin")
@@ -67,6 +75,78 @@ TEST_CASE(
     CHECK(!Contains(byType.output, "op:"));
     CHECK(Run({"describe", "Texture/Grayscale"}).output == byType.output);
     CHECK(Run({"describe", "texture/grayscale"}).output == byType.output);
+}
+
+TEST_CASE("The window operators are listed first and described with what they read and write")
+{
+    const Outcome list = Run({"operators"});
+    CHECK(list.output.starts_with("Varkle.IO.System.Window "));
+    CHECK(Contains(list.output, "  Shows a texture in a window of its own, on any display, windowed or fullscreen.\n"));
+    CHECK(Contains(list.output, "\nVarkle.IO.System.WindowInfo "));
+    const Json json = Json::parse(Run({"operators", "--json"}).output);
+    CHECK(json.size() == 34);
+    CHECK(json[0] == Json::parse(R"({"type": "Varkle.IO.System.Window", "category": "IO/System", "name": "Window",
+        "summary": "Shows a texture in a window of its own, on any display, windowed or fullscreen.",
+        "tags": ["output", "screen", "display", "monitor", "projector", "fullscreen", "present", "show"]})"));
+    CHECK(json[1] == Json::parse(R"({"type": "Varkle.IO.System.WindowInfo", "category": "IO/System",
+        "name": "Window Info",
+        "summary": "Reports the position, size, display and state of a Window operator's window.",
+        "tags": ["resolution", "screen size", "dpi", "scale", "refresh rate", "monitor", "display"]})"));
+
+    const Outcome window = Run({"describe", "IO/System/Window"});
+    CHECK(window.status == 0);
+    CHECK(window.error == nothing);
+    CHECK(window.output == Run({"describe", "Varkle.IO.System.Window"}).output);
+    CHECK(window.output.starts_with("Window  (Varkle.IO.System.Window)\n"));
+    CHECK(Contains(window.output, "\n  Size Unit (Enum)\n"));
+    CHECK(Contains(window.output, "Values: Physical, Logical.\n"));
+    CHECK(Contains(window.output, "(varkle describe Varkle.IO.System.WindowInfo)"));
+    const Outcome info = Run({"describe", "io/system/window info"});
+    CHECK(info.status == 0);
+    CHECK(Contains(info.output, "\n  Resolution (Vector 2 Int, reported)\n"));
+    CHECK(Contains(info.output, "\n  Window (Reference)\n"));
+    CHECK(Contains(info.output, "(varkle describe Varkle.IO.System.Window)"));
+}
+
+TEST_CASE("The command describe lays tables out in columns, with long cells over several lines")
+{
+    const Outcome outcome = Run({"describe", "Test/Speaker", "--plugin", TEST_OPERATORS_PLUGIN});
+    CHECK(outcome.error == nothing);
+    CHECK(Contains(outcome.output, R"(
+How serious a message can be:
+
+Level                          Meaning                         Lines
+--------  --------------------------------------------------  ------
+Info                         all is well                           1
+Warning   see the sink (varkle describe Test.Sink) or a | b       10
+Error                        größer als 3                        100
+
+1.  A table in a list:
+)"));
+    CHECK(Contains(outcome.output, R"(
+    Operator  What it does with a message that takes more than a single line of the terminal
+    --------  ---------------------------------------------------------------------------------  ---
+    Speaker   Logs it, with its key in front, so that the reader knows who speaks and where to   one
+              look.
+    Sink      Takes                                                                              two
+              averyveryveryveryveryveryveryveryveryveryveryveryveryveryveryveryveryverylongword
+              withoutanyspaceinit
+
+Text after it.
+)"));
+}
+
+TEST_CASE("No line of a table is longer than 100 characters")
+{
+    const Outcome outcome = Run({"describe", "Test/Sink", "--plugin", TEST_OPERATORS_PLUGIN});
+    const std::size_t begin = outcome.output.find("\nTwenty columns");
+    REQUIRE(begin != std::string::npos);
+    std::istringstream lines(outcome.output.substr(begin));
+    std::string line;
+    std::size_t longest = 0;
+    while (std::getline(lines, line))
+        longest = std::max(longest, line.size());
+    CHECK(longest == 100);
 }
 
 TEST_CASE("The command describe suggests a name for an operator that there is not")

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <fcntl.h>
 #include <optional>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,7 +37,8 @@ struct Outcome
     std::string error;
 };
 
-/// Is a program that runs. One that nobody waited for is killed in the end.
+/// Is a program that runs. One that nobody waited for is killed in the end, and so is one that was waited for in vain,
+/// which looks as if it had ended by SIGKILL.
 class RunningProgram
 {
 public:
@@ -60,12 +65,13 @@ public:
 
     void Send(int signal) const { kill(pid, signal); }
 
-    /// Waits until it has printed the text on standard error. Returns false when it ended before.
-    bool WaitForError(std::string_view text)
+    /// Waits until it has printed the text on standard error, so many times in all. Returns false when it ended before.
+    bool WaitForError(std::string_view text, int times = 1)
     {
-        while (errorText.find(text) == std::string::npos)
+        const Clock::time_point end = Clock::now() + patience;
+        while (Count(errorText, text) < times)
         {
-            if (!ReadSome(error, errorText))
+            if (!ReadSome(error, errorText, end))
                 return false;
         }
         return true;
@@ -74,7 +80,8 @@ public:
     /// Waits for its end.
     Outcome Wait()
     {
-        while (ReadSome(error, errorText))
+        const Clock::time_point end = Clock::now() + patience;
+        while (ReadSome(error, errorText, end))
         {
         }
         int state = 0;
@@ -91,6 +98,18 @@ public:
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    static constexpr std::chrono::seconds patience{8}; // a test has 120
+
+    static int Count(std::string_view text, std::string_view part)
+    {
+        int count = 0;
+        for (std::size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + part.size()))
+            ++count;
+        return count;
+    }
+
     // Appends what can be read next. Returns false at the end.
     static bool ReadSome(int file, std::string& text)
     {
@@ -99,6 +118,16 @@ private:
         if (count > 0)
             text.append(buffer.data(), std::size_t(count));
         return count > 0;
+    }
+
+    // The same of a pipe; the program has time until `end` to print something.
+    bool ReadSome(int pipe, std::string& text, Clock::time_point end) const
+    {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+        pollfd entry{pipe, POLLIN, 0};
+        if (poll(&entry, 1, int(std::max<std::int64_t>(left, 0))) == 0)
+            kill(pid, SIGKILL);
+        return ReadSome(pipe, text);
     }
 
     pid_t pid;

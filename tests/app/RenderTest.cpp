@@ -3,6 +3,7 @@
 #include "app/Pictures.h"
 #include "app/ProgramRunner.h"
 #include "support/Catch.h"
+#include "support/VirtualDisplay.h"
 
 #include <nlohmann/json.hpp>
 #include <set>
@@ -46,6 +47,19 @@ void CheckIsSilent(const Outcome& outcome)
     CHECK(outcome.status == 0);
     CHECK(outcome.output == nothing);
     CHECK(outcome.error == nothing);
+}
+
+// Returns the keys of the operators whose pictures a graph shows in windows, sorted.
+std::vector<std::string> ShownInWindows(const std::string& path)
+{
+    std::set<std::string> keys;
+    const auto document = nlohmann::json::parse(ReadBytes(path));
+    for (const auto& op : document.at("operators"))
+    {
+        if (op.at("type") == "Varkle.IO.System.Window")
+            keys.insert(op.at("inputs").at("Texture Input"));
+    }
+    return {keys.begin(), keys.end()};
 }
 
 // True when the bytes are a PNG file from its first to its last chunk.
@@ -319,6 +333,51 @@ TEST_CASE("A graph whose operators have no outputs runs and writes nothing")
     CHECK(Written(folder).empty());
 }
 
+TEST_CASE("Rendering a graph with a window opens none and writes the other outputs, with and without a display")
+{
+    const TemporaryFolder folder;
+    const std::string window = R"(, {"key": "show", "type": "Varkle.IO.System.Window",
+        "inputs": {"Texture Input": "used"}, "parameters": {"Open": true, "Title": "Stage"}},
+        {"key": "info", "type": "Varkle.IO.System.WindowInfo", "parameters": {"Window": "show"}})";
+    WriteGraph(folder, ColorOperator("used", "[1, 0, 0]") + "," + ColorOperator("free", "[0, 1, 0]") + window);
+    const ProgramRunner render = Program({"render", "graph.varkle", "--frames", "2"}).In(folder.GetPath());
+    SECTION("without a display")
+    {
+        CheckIsSilent(ProgramRunner(render).With("DISPLAY", "").Run());
+    }
+    SECTION("with a display")
+    {
+        VirtualDisplay display;
+        CheckIsSilent(render.Run());
+    }
+    CHECK(Written(folder) == Names{"free_0000.png", "free_0001.png"});
+}
+
+TEST_CASE("A graph whose every output goes to a window runs and writes nothing")
+{
+    const TemporaryFolder folder;
+    const std::vector<std::string> plugins = {"--plugin", VARKLE_PLUGIN, "--plugin", TEST_OPERATORS_PLUGIN};
+    WriteGraph(folder, ColorOperator("c", R"(["frame / 8", 0, 0])") + "," + Filter("heard", "Test.Speaker", "c") + "," +
+                           Filter("show", "Varkle.IO.System.Window", "heard"));
+    const Outcome outcome = Render(folder, Joined({"--frames", "3", "--set", "show.Open=true"}, plugins));
+    CHECK(outcome.status == 0);
+    CHECK(outcome.output == nothing);
+    CHECK(outcome.error == "info: heard speaks\ninfo: heard speaks\ninfo: heard speaks\n");
+    CHECK(Written(folder).empty());
+
+    SECTION("but for what is asked for by name")
+    {
+        CHECK(Render(folder, Joined({"--operator", "c"}, plugins)).status == 0);
+        CHECK(Written(folder) == Names{"c.png"});
+    }
+    SECTION("and the window itself has nothing to write")
+    {
+        const Outcome refused = Render(folder, Joined({"--operator", "show"}, plugins));
+        CHECK(refused.status == 1);
+        CHECK(refused.error == "error: The operator \"show\" has no output: there is nothing to write.\n");
+    }
+}
+
 TEST_CASE(
     "The option --log chooses what is printed, and an error that an operator logs gives the status 1 and all files")
 {
@@ -510,11 +569,15 @@ TEST_CASE("Every example renders without a message")
             continue;
         ++examples;
         INFO(entry.path().string());
+        const std::vector<std::string> shown = ShownInWindows(entry.path().string());
+        std::vector<std::string> command = {"render", entry.path().string(), "--frames", "2"};
+        for (const std::string& key : shown)
+            command = Joined(command, {"--operator", key});
         const TemporaryFolder folder;
-        const Outcome outcome = Program({"render", entry.path().string(), "--frames", "2"}).In(folder.GetPath()).Run();
+        const Outcome outcome = Program(command).In(folder.GetPath()).Run();
         CHECK(outcome.status == 0);
-        CHECK(outcome.error == std::string());
-        CHECK(Written(folder).size() >= 2);
+        CHECK(outcome.error == nothing);
+        CHECK(Written(folder).size() >= 2 * std::max<std::size_t>(shown.size(), 1));
     }
     CHECK(examples >= 2);
 }

@@ -166,10 +166,9 @@ bool WindowSurface::MakeSurface()
     if (surface)
         return true;
     surface = window.CreateSurface(Graphics::GetInstance());
-    if (surface && ReadOffer())
-        return true;
-    surface = nullptr;
-    return false;
+    if (surface && !ReadOffer())
+        TurnToPictures();
+    return surface != nullptr;
 }
 
 bool WindowSurface::ReadOffer()

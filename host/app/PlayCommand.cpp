@@ -1,0 +1,42 @@
+#include "Command.h"
+#include "Console.h"
+#include "GraphOptions.h"
+#include "Player.h"
+
+#include <CLI/CLI.hpp>
+#include <limits>
+
+namespace Varkle
+{
+
+namespace
+{
+
+int RunPlay(const PlayOptions& options, const CommonOptions& common)
+{
+    Player player(options, common);
+    const Status played = player.Play();
+    if (WasInterrupted())
+        ForgetInterrupt(); // that is how a show ends
+    return played ? int(Done) : PrintError(played.GetError());
+}
+
+} // namespace
+
+void AddPlayCommand(CLI::App& app, const CommonOptions& common, Run& run)
+{
+    auto options = std::make_shared<PlayOptions>();
+    CLI::App* const command =
+        app.add_subcommand("play", "Run a graph in real time, in its windows, until the last closes or Ctrl-C")
+            ->fallthrough();
+    AddDocumentOptions(*command, options->graph, options->set);
+    command->add_option("--frames", options->frames, "Stop after so many pictures")
+        ->type_name("N")
+        ->check(CLI::Range(1LL, std::numeric_limits<long long>::max()));
+    command->add_flag("!--no-vsync", options->vsync,
+                      "Show every frame of the graph as soon as it is drawn, for measuring");
+    command->callback([&run, &common, options]
+                      { run = [&common, options](const Console&) { return RunPlay(*options, common); }; });
+}
+
+} // namespace Varkle

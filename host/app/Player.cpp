@@ -27,10 +27,10 @@ Player::~Player()
 
 Status Player::Play()
 {
-    if (const Status opened = Open(); !opened)
+    if (Status opened = Open(); !opened)
         return opened;
     WatchForInterrupts();
-    if (const Status first = PlayFirst(); !first)
+    if (Status first = PlayFirst(); !first)
         return first;
     const Clock::time_point start = Clock::now();
     clock.emplace(session->GetFrameRate(), start);
@@ -45,8 +45,10 @@ Status Player::Play()
         FollowFiles();
         if (Graphics::IsLost())
         {
-            if (const Status recovered = Recover(); !recovered)
+            if (Status recovered = Recover(); !recovered)
                 return recovered;
+            if (!session)
+                return Ok(); // the user ended the show meanwhile
         }
         ShowFrame(options.vsync ? clock->GetFrame() : lastFrame + 1);
     }
@@ -57,18 +59,19 @@ Status Player::Play()
 
 Status Player::Open()
 {
+    documentPath = std::filesystem::absolute(options.graph);
+    watcher.SetFiles({documentPath}); // an edit while the graph starts is not missed
     Result<GraphDocument> document = ReadDocument(options.graph);
     if (!document)
         return document.GetError();
-    if (const Status started = Windows::Start(); !started)
+    if (Status started = Windows::Start(); !started)
         return started;
-    if (const Status started = StartGraphics(common); !started)
+    if (Status started = StartGraphics(common); !started)
         return started;
     Result<GraphSession> built = BuildGraph(std::move(*document), options.set);
     if (!built)
         return built.GetError();
     session = std::move(*built);
-    documentPath = std::filesystem::absolute(options.graph);
     timed = common.stats && Graphics::StartTimings();
     return Ok();
 }
@@ -77,8 +80,13 @@ Status Player::Open()
 Status Player::PlayFirst()
 {
     ShowFrame(0);
-    if (Windows::CountOpen() > 0 || MayOpenLater())
+    if (Windows::CountOpen() > 0)
         return Ok();
+    if (MayOpenLater())
+    {
+        LogInfo(fmt::format("{} opens no window at first; waiting for one to open.", options.graph));
+        return Ok();
+    }
     return Error{fmt::format("{} opens no window, so there is nothing to see. A window opens when \"Open\" of its "
                              "operator is on; \"varkle render\" writes pictures without one.",
                              options.graph)};
@@ -98,13 +106,21 @@ void Player::ShowFrame(long long frame)
         GraphSession::Pump();
     Windows::Present(options.vsync ? Windows::Pace::Display : Windows::Pace::AtOnce);
     ++shown;
+    if (Windows::CountOpen() > 0)
+        closesBefore = Windows::CountClosedByHand();
 }
 
 bool Player::IsOver() const
 {
     if (WasInterrupted() || (options.frames && shown >= *options.frames))
         return true;
-    return Windows::CountOpen() == 0 && (Windows::CountClosedByHand() > 0 || !MayOpenLater());
+    return Windows::CountOpen() == 0 && (WasLastClosedByHand() || !MayOpenLater());
+}
+
+// True when no window is open since the user closed one.
+bool Player::WasLastClosedByHand() const
+{
+    return Windows::CountOpen() == 0 && Windows::CountClosedByHand() > closesBefore;
 }
 
 // True when an operator with a window has parameters that move: it may open it in a later frame.
@@ -118,7 +134,7 @@ void Player::WatchFiles()
     std::vector<std::filesystem::path> files{documentPath};
     for (const std::unique_ptr<Operator>& op : session->GetGraph().GetOperators())
         files.insert(files.end(), op->GetFilesRead().begin(), op->GetFilesRead().end());
-    watcher.SetFiles(std::move(files));
+    watcher.SetFiles(files);
 }
 
 void Player::FollowFiles()
@@ -151,15 +167,16 @@ void Player::ReadDocumentAgain()
     LogInfo(fmt::format("{} was read again.", options.graph));
 }
 
-// Builds the graph anew on a new device. The windows stay where they are.
+// Builds the graph anew on a new device. The windows stay where they are. There is no session afterwards when the user
+// did not want to wait for that.
 Status Player::Recover()
 {
     const Windows::Keep keep;
     GraphDocument document = session->GetDocument();
     session.reset();
     Graphics::Shutdown();
-    if (const Status started = StartDeviceAgain(); !started)
-        return started;
+    if (!StartDeviceAgain())
+        return Ok();
     Result<GraphSession> built = BuildGraph(std::move(document), options.set);
     if (!built)
         return built.GetError();
@@ -172,18 +189,22 @@ Status Player::Recover()
     return Ok();
 }
 
-// Tries until there is one again.
-Status Player::StartDeviceAgain()
+// Tries until there is one again. Returns false when the user has had enough.
+bool Player::StartDeviceAgain()
 {
     constexpr std::chrono::milliseconds pause(500);
     Status started = StartGraphics(common);
-    while (!started && !WasInterrupted() && Windows::CountClosedByHand() == 0)
+    if (!started)
+        LogWarning("The windows are black until there is a GPU device again: " + started.GetError().message);
+    while (!started)
     {
         std::this_thread::sleep_for(pause);
         Windows::ProcessEvents();
+        if (WasInterrupted() || WasLastClosedByHand())
+            return false;
         started = StartGraphics(common);
     }
-    return started;
+    return true;
 }
 
 void Player::PrintStatistics(Clock::time_point start) const

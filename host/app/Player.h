@@ -46,6 +46,7 @@ private:
     Status PlayFirst();
     void ShowFrame(long long frame);
     bool IsOver() const;
+    bool WasLastClosedByHand() const;
     bool MayOpenLater() const;
 
     void WatchFiles();
@@ -53,7 +54,7 @@ private:
     void ReadDocumentAgain();
 
     Status Recover();
-    Status StartDeviceAgain();
+    bool StartDeviceAgain();
 
     void PrintStatistics(Clock::time_point start) const;
 
@@ -63,8 +64,9 @@ private:
     std::optional<FrameClock> clock;
     std::filesystem::path documentPath;
     FileWatcher watcher;
-    long long lastFrame = -1; ///< that the graph ran
-    long long shown = 0;      ///< pictures
+    long long lastFrame = -1;     ///< that the graph ran
+    long long shown = 0;          ///< pictures
+    std::size_t closesBefore = 0; ///< by hand, when a window was last open
     bool timed = false;
 };
 

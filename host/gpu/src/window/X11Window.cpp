@@ -12,6 +12,7 @@
 #include <X11/extensions/shapeconst.h>
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <set>
 #include <string>
 #include <utility>
@@ -45,6 +46,14 @@ int HearError(::Display* xDisplay, XErrorEvent* error)
     XGetErrorText(xDisplay, error->error_code, text.data(), int(text.size()));
     LogWarning("The X server refused the request " + std::to_string(error->request_code) + ": " + text.data());
     return 0;
+}
+
+// Xlib ends the process behind this at the latest, with words and a status of its own.
+int HearEndOfServer(::Display*)
+{
+    constexpr int machineFailed = 2;
+    LogError("The X server is gone, and with it the windows.");
+    std::_Exit(machineFailed);
 }
 
 // Asks the window manager, which is without effect where there is none.
@@ -87,11 +96,13 @@ double GetRefreshRate(const XRRModeInfo& mode)
 ErrorsLogged::ErrorsLogged()
 {
     XSetErrorHandler(&HearError);
+    XSetIOErrorHandler(&HearEndOfServer);
 }
 
 ErrorsLogged::~ErrorsLogged()
 {
     XSetErrorHandler(nullptr);
+    XSetIOErrorHandler(nullptr);
 }
 
 bool HasCompositor()

@@ -31,7 +31,8 @@ private:
 };
 
 /// Logs what the X server refuses, each kind once, while it lives. Xlib ends the process otherwise, and requests for a
-/// window that is just going, such as those of drivers, are nothing to end a show for.
+/// window that is just going, such as those of drivers, are nothing to end a show for. When the server itself is gone
+/// the process can't go on: it logs that and ends with the status 2.
 class ErrorsLogged
 {
 public:

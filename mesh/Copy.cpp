@@ -47,7 +47,7 @@ std::uint64_t CountPossibleCopies(const Mesh& mesh)
 
 Attribute Repeat(const Attribute& source, unsigned copies)
 {
-    const Attribute repeated(source.GetName(), source.GetFormat(), source.GetVertexCount() * copies);
+    Attribute repeated(source.GetName(), source.GetFormat(), source.GetVertexCount() * copies);
     const std::uint64_t size = std::uint64_t(source.GetVertexCount()) * GetVertexFormatSize(source.GetFormat());
     Buffer target = repeated.GetBuffer();
     for (unsigned k = 0; k < copies; ++k)

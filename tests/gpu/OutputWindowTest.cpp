@@ -22,6 +22,8 @@ namespace
 
 using Calls = std::vector<std::string>;
 
+const Calls nothing;
+
 const Display laptop{"eDP-1", {0, 0}, {1920, 1080}, 1.0f, 60.0f};
 const Display projector{"HDMI-1", {1920, 0}, {1280, 800}, 1.0f, 50.0f};
 const Display sharp{"DP-2", {3200, 0}, {3840, 2160}, 2.0f, 120.0f};
@@ -133,7 +135,7 @@ TEST_CASE("In a program that shows no windows they stay closed, and nothing is s
     CHECK(Windows::CountOpen() == 0);
     CHECK(Windows::GetDisplays().empty());
     CHECK(Windows::GetRefreshRate() == 60.0f);
-    CHECK(log.lines == Calls{});
+    CHECK(log.lines == nothing);
 }
 
 TEST_CASE("A window opens with everything that was asked before")
@@ -156,7 +158,7 @@ TEST_CASE("A window opens with everything that was asked before")
     CHECK(settings.transparent);
     CHECK(settings.alwaysOnTop);
     CHECK_FALSE(settings.interactive);
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
     CHECK(window.IsOpen());
     CHECK(window.GetPosition() == glm::ivec2(10, 20));
     CHECK(window.GetResolution() == glm::ivec2(640, 360));
@@ -174,7 +176,7 @@ TEST_CASE("Repeated requests reach the window once")
         Windows::ProcessEvents();
     }
     CHECK(desk->windows.size() == 1);
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
 }
 
 TEST_CASE("Each request that changes reaches the open window")
@@ -213,7 +215,7 @@ TEST_CASE("What the user does by hand stays until a request changes")
     CHECK(window.GetResolution() == glm::ivec2(500, 250));
 
     requests.Ask(window);
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
     requests.position.x = 101;
     requests.Ask(window);
     CHECK(desk.TakeCalls() == Calls{"SetPosition 101 100"});
@@ -337,7 +339,7 @@ TEST_CASE("Fullscreen takes the display that shows most of the window")
         desk.Window().Drag(position, {400, 300});
         Windows::ProcessEvents();
         window.SetFullscreen(true);
-        const Calls calls = desk.TakeCalls();
+        Calls calls = desk.TakeCalls();
         Windows::ProcessEvents();
         CHECK(window.IsFullscreen());
         window.SetFullscreen(false);
@@ -385,7 +387,7 @@ TEST_CASE("Position and size that are asked for in fullscreen apply afterwards")
     requests.size = {70, 80};
     requests.Ask(window);
     Windows::ProcessEvents();
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
     CHECK(window.GetResolution() == glm::ivec2(1920, 1080));
     requests.fullscreen = false;
     requests.Ask(window);
@@ -418,7 +420,7 @@ TEST_CASE("The F key toggles fullscreen and Escape leaves it, while the window i
     Requests requests;
     requests.Ask(window);
     desk.Do(WindowEvent::KeyEscape);
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
     desk.Do(WindowEvent::KeyF);
     CHECK(window.IsFullscreen());
     requests.Ask(window); // repeated requests don't undo it
@@ -436,7 +438,7 @@ TEST_CASE("The F key toggles fullscreen and Escape leaves it, while the window i
     requests.Ask(window);
     desk.TakeCalls();
     desk.Do(WindowEvent::KeyF);
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
     CHECK_FALSE(window.IsFullscreen());
 }
 
@@ -530,7 +532,7 @@ TEST_CASE("A fullscreen window goes with its display and comes back with it")
     Windows::ProcessEvents();
     CHECK(desk.TakeCalls() == Calls{"SetVisible false"});
     Windows::ProcessEvents();
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
     CHECK(window.IsOpen());
     CHECK(window.IsFullscreen());
     CHECK(window.IsMinimized());
@@ -578,7 +580,7 @@ TEST_CASE("A fullscreen window follows its display when that changes its size or
     Windows::ProcessEvents();
     CHECK(desk.TakeCalls() == Calls{"EnterFullscreen HDMI-1"});
     Windows::ProcessEvents();
-    CHECK(desk.TakeCalls() == Calls{});
+    CHECK(desk.TakeCalls() == nothing);
     CHECK(window.GetResolution() == glm::ivec2(1920, 1080));
 }
 

@@ -391,13 +391,13 @@ TEST_CASE("Errors of passes, bind groups and pipelines name the operator that is
     const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
     const LogRecorder log;
     RunAs("soft",
-        [&]
-        {
-            RenderPassRecorder().BindFrameBuffer(target).BindPipeline({}).Submit();
-            RenderPassRecorder().BindFrameBuffer(target).BindPipeline(QuadPipeline(Shader()).Build()).Submit();
-            BindGroupBuilder(QuadPipeline(FillShader()).Build(), 0).Build();
-            ComputePassRecorder().BindBindGroup(0, nullptr).Submit();
-        });
+          [&]
+          {
+              RenderPassRecorder().BindFrameBuffer(target).BindPipeline({}).Submit();
+              RenderPassRecorder().BindFrameBuffer(target).BindPipeline(QuadPipeline(Shader()).Build()).Submit();
+              BindGroupBuilder(QuadPipeline(FillShader()).Build(), 0).Build();
+              ComputePassRecorder().BindBindGroup(0, nullptr).Submit();
+          });
     REQUIRE(log.lines.size() == 4);
     for (const std::string& line : log.lines)
         CHECK(line.starts_with("error: soft: "));

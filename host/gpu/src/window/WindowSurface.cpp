@@ -41,13 +41,15 @@ wgpu::TextureFormat ChooseFormat(const wgpu::SurfaceCapabilities& capabilities)
     return wgpu::TextureFormat::Undefined;
 }
 
+bool Offers(const wgpu::SurfaceCapabilities& capabilities, wgpu::CompositeAlphaMode mode)
+{
+    return Contains(capabilities.alphaModes, capabilities.alphaModeCount, mode);
+}
+
 wgpu::CompositeAlphaMode ChooseAlphaMode(const wgpu::SurfaceCapabilities& capabilities, bool transparent)
 {
-    const auto offers = [&](wgpu::CompositeAlphaMode mode)
-    { return Contains(capabilities.alphaModes, capabilities.alphaModeCount, mode); };
-    if (transparent && offers(wgpu::CompositeAlphaMode::Premultiplied))
-        return wgpu::CompositeAlphaMode::Premultiplied;
-    return offers(wgpu::CompositeAlphaMode::Opaque) ? wgpu::CompositeAlphaMode::Opaque : wgpu::CompositeAlphaMode::Auto;
+    const bool premultiplied = transparent && Offers(capabilities, wgpu::CompositeAlphaMode::Premultiplied);
+    return premultiplied ? wgpu::CompositeAlphaMode::Premultiplied : wgpu::CompositeAlphaMode::Opaque;
 }
 
 } // namespace
@@ -186,9 +188,13 @@ bool WindowSurface::ReadOffer()
     offer.alphaMode = ChooseAlphaMode(capabilities, offer.transparent);
     offer.mailbox = offersMode(wgpu::PresentMode::Mailbox);
     offer.immediate = offersMode(wgpu::PresentMode::Immediate);
-    if (offer.format == wgpu::TextureFormat::Undefined)
+    const bool takesBytes = offer.format != wgpu::TextureFormat::Undefined;
+    const bool canBeOpaque = Offers(capabilities, wgpu::CompositeAlphaMode::Opaque);
+    if (!takesBytes)
         trouble = "Its display takes no pictures of 8 bits a channel.";
-    return offer.format != wgpu::TextureFormat::Undefined;
+    else if (!canBeOpaque)
+        trouble = "Its surface can't be opaque."; // Dawn refuses such ones, and loses the memory of those that it tries
+    return takesBytes && canBeOpaque;
 }
 
 wgpu::PresentMode WindowSurface::Choose(Windows::Pace pace) const

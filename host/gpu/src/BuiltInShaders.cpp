@@ -28,6 +28,8 @@ Shader GetBuiltInShader(std::string_view path)
 {
     // Never destroyed, as all that may hold GPU objects.
     static auto& shaders = *new std::map<std::string_view, Shader>;
+    if (shaders.empty())
+        Shader::AddIncludableFile("Varkle/FullScreen.wgsl", ReadEmbedded("FullScreen.wgsl"));
     Shader& shader = shaders[path];
     if (!shader)
         shader = Shader::FromWgsl(ReadEmbedded(path));

@@ -265,8 +265,10 @@ void ManagedWindow::Present(Windows::Pace pace, Clock::time_point now)
     const glm::ivec2 resolution = live.shown->window->GetState().resolution;
     if (!live.shown->surface.Show(texture, resolution, pace))
         return;
-    live.due = std::max(live.due, now - std::chrono::milliseconds(1)) +
-               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<float>(1 / live.refreshRate));
+    // On average no sooner than the display refreshes; a frame that was late must not cost the next one.
+    const auto period =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / double(live.refreshRate)));
+    live.due = std::max(live.due, now - period / 4) + period;
     live.retired.reset();
 }
 

@@ -1,6 +1,8 @@
 // Window: a picture in a window. Each pixel averages the picture's area under it, of at least one texel, so that a
 // picture that grows is interpolated, one that shrinks loses nothing, and one of the same size stays as it is.
 
+#include "Varkle/FullScreen.wgsl"
+
 struct Placing
 {
     corner: vec2<f32>, // of the picture in the window, in pixels
@@ -14,13 +16,6 @@ struct Placing
 @group(0) @binding(0) var<uniform> placing: Placing;
 @group(0) @binding(1) var picture: texture_2d<f32>;
 @group(0) @binding(2) var nearest: sampler;
-
-// One triangle that covers the target.
-@vertex
-fn vs_main(@builtin(vertex_index) index: u32) -> @builtin(position) vec4<f32>
-{
-    return vec4<f32>(select(-1.0, 3.0, index == 1u), select(1.0, -3.0, index == 2u), 0.0, 1.0);
-}
 
 // What a screen can show of a texel: what is not a number is black.
 fn clampToScreen(texel: vec4<f32>) -> vec4<f32>
@@ -65,8 +60,8 @@ fn average(begin: vec2<f32>) -> vec4<f32>
 }
 
 @fragment
-fn fs_main(@builtin(position) position: vec4<f32>) -> @location(0) vec4<f32>
+fn fs_main(pixel: Corner) -> @location(0) vec4<f32>
 {
-    let color = average((position.xy - placing.corner) * placing.scale - 0.5 * placing.area);
+    let color = average((pixel.position.xy - placing.corner) * placing.scale - 0.5 * placing.area);
     return select(color, vec4<f32>(color.rgb, 1.0), placing.opaque == 1u);
 }

@@ -100,11 +100,11 @@ FileWatcher::~FileWatcher()
 
 void FileWatcher::SetFiles(const std::vector<std::filesystem::path>& paths)
 {
+    const std::lock_guard lock(mutex);
+    if (paths == watched)
+        return; // hosts say it again on every frame
     files.SetFiles(paths);
-    {
-        const std::lock_guard lock(mutex);
-        hasFiles = !paths.empty();
-    }
+    watched = paths;
     woken.notify_all();
     if (!paths.empty() && !thread.joinable())
         thread = std::thread([this] { LookAgainAndAgain(); });
@@ -117,7 +117,7 @@ void FileWatcher::LookAgainAndAgain()
     std::unique_lock lock(mutex);
     while (true)
     {
-        woken.wait(lock, [this] { return ends || hasFiles; });
+        woken.wait(lock, [this] { return ends || !watched.empty(); });
         if (ends)
             return;
         lock.unlock();

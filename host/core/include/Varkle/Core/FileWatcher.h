@@ -68,7 +68,7 @@ public:
     FileWatcher(const FileWatcher&) = delete;
     FileWatcher& operator=(const FileWatcher&) = delete;
 
-    /// See WatchedFiles.
+    /// See WatchedFiles. The same paths as the last time cost next to nothing.
     void SetFiles(const std::vector<std::filesystem::path>& paths);
     std::vector<std::filesystem::path> TakeChanges() { return files.TakeChanges(); }
 
@@ -78,7 +78,7 @@ private:
     WatchedFiles files;
     std::mutex mutex;
     std::condition_variable woken;
-    bool hasFiles = false;
+    std::vector<std::filesystem::path> watched; // as they were last given
     bool ends = false;
     std::thread thread;
 };

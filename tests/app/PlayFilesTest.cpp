@@ -10,11 +10,6 @@ using namespace Varkle::Testing;
 namespace
 {
 
-constexpr Rgba8 black{0, 0, 0};
-constexpr Rgba8 red{255, 0, 0};
-constexpr Rgba8 green{0, 255, 0};
-constexpr Rgba8 blue{0, 0, 255};
-
 std::string Graph(const std::string& color, const std::string& more = "")
 {
     return Paint("c", color) + "," + WindowOperator("w", "c", more);

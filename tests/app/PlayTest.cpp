@@ -11,8 +11,6 @@ using namespace Varkle::Testing;
 namespace
 {
 
-constexpr Rgba8 green{0, 255, 0};
-
 // What --stats prints at the end of a show.
 struct Totals
 {

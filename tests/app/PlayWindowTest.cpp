@@ -8,10 +8,6 @@ using namespace Varkle::Testing;
 namespace
 {
 
-constexpr Rgba8 black{0, 0, 0};
-constexpr Rgba8 red{255, 0, 0};
-constexpr Rgba8 green{0, 255, 0};
-constexpr Rgba8 blue{0, 0, 255};
 constexpr Rgba8 orange{255, 128, 64}; // of 1, 0.5, 0.25
 const std::string fullscreenState = "_NET_WM_STATE_FULLSCREEN";
 

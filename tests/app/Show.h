@@ -12,6 +12,11 @@
 namespace Varkle
 {
 
+inline constexpr Testing::Rgba8 black{0, 0, 0};
+inline constexpr Testing::Rgba8 red{255, 0, 0};
+inline constexpr Testing::Rgba8 green{0, 255, 0};
+inline constexpr Testing::Rgba8 blue{0, 0, 255};
+
 /// Returns a Window operator that is open, 320 by 200 pixels. `more` is further parameters, which win.
 inline std::string WindowOperator(const std::string& key, const std::string& source, const std::string& more = "")
 {

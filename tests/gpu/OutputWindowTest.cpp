@@ -6,6 +6,7 @@
 #include "support/LogRecorder.h"
 #include "support/RunAs.h"
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,21 @@ struct Requests
     }
 };
 
+// Is a window that fills the projector beside a laptop.
+struct OnProjector
+{
+    OnProjector()
+    {
+        desk->displays = {laptop, projector};
+        requests.fullscreen = true;
+        requests.Ask(window);
+    }
+
+    Desk desk;
+    OutputWindow window;
+    Requests requests{"Output", {2000, 50}};
+};
+
 } // namespace
 
 TEST_CASE("A new window is closed and reports what it would open with")
@@ -136,6 +152,31 @@ TEST_CASE("In a program that shows no windows they stay closed, and nothing is s
     CHECK(Windows::GetDisplays().empty());
     CHECK(Windows::GetRefreshRate() == 60.0f);
     CHECK(log.lines == nothing);
+}
+
+TEST_CASE("Without a display windows stay closed, and the log says so once")
+{
+    const char* const variable = std::getenv("DISPLAY");
+    const std::string before = variable ? variable : "";
+    setenv("DISPLAY", "", 1);
+    const LogRecorder log;
+    const Status started = Windows::Start();
+    setenv("DISPLAY", before.c_str(), 1);
+    REQUIRE_FALSE(started);
+    CHECK(started.GetError().machine);
+    CHECK_FALSE(Windows::IsStarted());
+
+    OutputWindow first;
+    OutputWindow second;
+    first.SetOpen(false);
+    CHECK(log.lines == nothing);
+    first.SetOpen(true);
+    first.SetOpen(true);
+    second.SetOpen(true);
+    CHECK_FALSE(first.IsOpen());
+    CHECK_FALSE(second.IsOpen());
+    CHECK(log.lines == Calls{"warning: There is no display: output windows stay closed."});
+    Windows::Stop();
 }
 
 TEST_CASE("A window opens with everything that was asked before")
@@ -520,14 +561,8 @@ TEST_CASE("A window that can't be opened is an error once, and is tried again wh
     CHECK(window.IsOpen());
 }
 
-TEST_CASE("A fullscreen window goes with its display and comes back with it")
+TEST_CASE_METHOD(OnProjector, "A fullscreen window goes with its display and comes back with it")
 {
-    const Desk desk;
-    desk->displays = {laptop, projector};
-    OutputWindow window;
-    Requests requests{"Output", {2000, 50}};
-    requests.fullscreen = true;
-    requests.Ask(window);
     desk->displays = {laptop};
     Windows::ProcessEvents();
     CHECK(desk.TakeCalls() == Calls{"SetVisible false"});
@@ -550,14 +585,8 @@ TEST_CASE("A fullscreen window goes with its display and comes back with it")
     CHECK(window.GetResolution() == smaller.size);
 }
 
-TEST_CASE("A window whose display is gone can be had back by leaving fullscreen")
+TEST_CASE_METHOD(OnProjector, "A window whose display is gone can be had back by leaving fullscreen")
 {
-    const Desk desk;
-    desk->displays = {laptop, projector};
-    OutputWindow window;
-    Requests requests{"Output", {2000, 50}};
-    requests.fullscreen = true;
-    requests.Ask(window);
     desk->displays = {laptop};
     Windows::ProcessEvents();
     desk.TakeCalls();
@@ -568,14 +597,8 @@ TEST_CASE("A window whose display is gone can be had back by leaving fullscreen"
     CHECK_FALSE(window.IsMinimized());
 }
 
-TEST_CASE("A fullscreen window follows its display when that changes its size or its place")
+TEST_CASE_METHOD(OnProjector, "A fullscreen window follows its display when that changes its size or its place")
 {
-    const Desk desk;
-    desk->displays = {laptop, projector};
-    OutputWindow window;
-    Requests requests{"Output", {2000, 50}};
-    requests.fullscreen = true;
-    requests.Ask(window);
     desk->displays[1].size = {1920, 1080};
     Windows::ProcessEvents();
     CHECK(desk.TakeCalls() == Calls{"EnterFullscreen HDMI-1"});

@@ -190,6 +190,17 @@ void CheckPipelines(OperatorRunner<Op>& runner, Change change, std::uint64_t pip
     CHECK(Graphics::GetCounters().pipelinesCreated == before + pipelines);
 }
 
+/// Checks that between two looks at the counters nothing was created on the GPU, and nothing went wrong there.
+inline void CheckNothingCreated(const GpuCounters& before, const GpuCounters& after)
+{
+    CHECK(after.texturesCreated == before.texturesCreated);
+    CHECK(after.pipelinesCreated == before.pipelinesCreated);
+    CHECK(after.buffersCreated == before.buffersCreated);
+    CHECK(after.samplersCreated == before.samplersCreated);
+    CHECK(after.shadersCompiled == before.shadersCompiled);
+    CHECK(after.errors == before.errors);
+}
+
 /// Runs the operator again and again; `change` gets a number that counts up and changes something. Each execution draws
 /// one pass (or more) into a texture that nobody holds, and after the first few nothing is created on the GPU or
 /// logged.
@@ -213,12 +224,7 @@ void CheckSteadyState(OperatorRunner<Op>& runner, Change change, std::uint64_t p
     runSome(10);
     const GpuCounters after = Graphics::GetCounters();
     CHECK(after.renderPasses == before.renderPasses + 10 * passes);
-    CHECK(after.texturesCreated == before.texturesCreated);
-    CHECK(after.pipelinesCreated == before.pipelinesCreated);
-    CHECK(after.buffersCreated == before.buffersCreated);
-    CHECK(after.samplersCreated == before.samplersCreated);
-    CHECK(after.shadersCompiled == before.shadersCompiled);
-    CHECK(after.errors == before.errors);
+    CheckNothingCreated(before, after);
     CHECK(heard.lines.empty());
 }
 

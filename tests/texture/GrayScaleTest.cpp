@@ -2,7 +2,7 @@
 #include "Varkle/Gpu/FrameBuffer.h"
 #include "Varkle/Gpu/PassRecorder.h"
 #include "support/Catch.h"
-#include "support/OperatorRunner.h"
+#include "support/OperatorChecks.h"
 
 using namespace Varkle;
 using namespace Varkle::Testing;
@@ -157,21 +157,5 @@ TEST_CASE("Grayscale in the steady state creates no texture, pipeline or buffer"
     OperatorRunner<GrayScale> runner;
     runner.Connect("Texture Input", Filled({16, 16}, {255, 0, 0, 255}));
     const char* const methods[] = {"Luminance", "Average"};
-    for (int i = 0; i < 4; ++i)
-    {
-        runner.SetEnum("Method", methods[i % 2]);
-        runner.Execute();
-    }
-    const GpuCounters before = Graphics::GetCounters();
-    for (int i = 0; i < 10; ++i)
-    {
-        runner.SetEnum("Method", methods[i % 2]);
-        runner.Execute();
-    }
-    const GpuCounters after = Graphics::GetCounters();
-    CHECK(after.renderPasses == before.renderPasses + 10);
-    CHECK(after.texturesCreated == before.texturesCreated);
-    CHECK(after.pipelinesCreated == before.pipelinesCreated);
-    CHECK(after.buffersCreated == before.buffersCreated);
-    CHECK(after.samplersCreated == before.samplersCreated);
+    CheckSteadyState(runner, [&](int step) { runner.SetEnum("Method", methods[step % 2]); });
 }

@@ -2,7 +2,7 @@
 
 #include "Command.h"
 #include "Console.h"
-#include "Suggestion.h"
+#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,9 +1,9 @@
 #include "Command.h"
 #include "Console.h"
-#include "Suggestion.h"
 #include "Varkle/Core/FileImportRegistry.h"
 #include "Varkle/Core/Graph.h"
 #include "Varkle/Document/GraphDocument.h"
+#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

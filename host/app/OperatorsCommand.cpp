@@ -1,9 +1,9 @@
 #include "Command.h"
 #include "Console.h"
-#include "JsonLayout.h"
 #include "OperatorText.h"
-#include "Suggestion.h"
 #include "Varkle/Core/TypeLibrary.h"
+#include "value/JsonLayout.h"
+#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

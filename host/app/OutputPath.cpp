@@ -1,6 +1,6 @@
 #include "OutputPath.h"
 
-#include "Suggestion.h"
+#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <charconv>

@@ -3,11 +3,11 @@
 #include "Console.h"
 #include "GraphOptions.h"
 #include "Statistics.h"
-#include "Suggestion.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Windows.h"
+#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 #include "Process.h"
 
-#include "Suggestion.h"
+#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #include "RenderTargets.h"
 
 #include "FrameWriter.h"
-#include "Suggestion.h"
 #include "Varkle/Gpu/Ports.h"
+#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <cctype>

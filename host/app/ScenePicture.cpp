@@ -1,8 +1,8 @@
 #include "ScenePicture.h"
 
-#include "Suggestion.h"
 #include "Varkle/Gpu/Image.h"
 #include "Varkle/Gpu/Ports.h"
+#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

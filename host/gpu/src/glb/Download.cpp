@@ -1,9 +1,9 @@
 #include "glb/Download.h"
 
-#include "BufferAccess.h"
-#include "BufferPool.h"
-#include "GpuInternals.h"
 #include "Varkle/Gpu/Graphics.h"
+#include "buffer/BufferAccess.h"
+#include "buffer/BufferPool.h"
+#include "device/GpuInternals.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
 #include "glb/MeshWriter.h"
 
-#include "Quoted.h"
+#include "device/Quoted.h"
 
 #include <algorithm>
 #include <glm/vec4.hpp>

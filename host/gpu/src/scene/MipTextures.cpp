@@ -1,12 +1,12 @@
 #include "scene/MipTextures.h"
 
-#include "BuiltInShaders.h"
-#include "GpuInternals.h"
-#include "PipelineInternals.h"
-#include "Swizzle.h"
-#include "TextureStorage.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/BindGroupBuilder.h"
+#include "device/GpuInternals.h"
+#include "pass/PipelineInternals.h"
+#include "shader/BuiltInShaders.h"
+#include "texture/Swizzle.h"
+#include "texture/TextureStorage.h"
 
 #include <algorithm>
 #include <bit>

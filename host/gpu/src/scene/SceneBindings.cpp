@@ -1,6 +1,6 @@
 #include "scene/SceneBindings.h"
 
-#include "GpuInternals.h"
+#include "device/GpuInternals.h"
 
 #include <algorithm>
 #include <bit>

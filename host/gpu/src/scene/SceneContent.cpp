@@ -1,7 +1,7 @@
 #include "scene/SceneContent.h"
 
-#include "BufferAccess.h"
 #include "Varkle/Core/Log.h"
+#include "buffer/BufferAccess.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "scene/SceneMaterial.h"
 
-#include "TextureStorage.h"
+#include "texture/TextureStorage.h"
 
 #include <algorithm>
 #include <cmath>

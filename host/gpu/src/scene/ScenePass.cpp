@@ -1,9 +1,9 @@
 #include "scene/ScenePass.h"
 
-#include "GpuInternals.h"
-#include "TextureStorage.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Trace.h"
+#include "device/GpuInternals.h"
+#include "texture/TextureStorage.h"
 
 #include <algorithm>
 #include <glm/geometric.hpp>

@@ -1,10 +1,10 @@
 #include "scene/ScenePipelines.h"
 
-#include "BuiltInShaders.h"
-#include "GpuInternals.h"
-#include "ShaderInternals.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Trace.h"
+#include "device/GpuInternals.h"
+#include "shader/BuiltInShaders.h"
+#include "shader/ShaderInternals.h"
 
 #include <map>
 

@@ -1,9 +1,9 @@
-#include "BuiltInShaders.h"
-#include "GpuInternals.h"
-#include "PipelineInternals.h"
-#include "ResourcePool.h"
-#include "TextureStorage.h"
 #include "Varkle/Gpu/BindGroupBuilder.h"
+#include "device/GpuInternals.h"
+#include "device/ResourcePool.h"
+#include "pass/PipelineInternals.h"
+#include "shader/BuiltInShaders.h"
+#include "texture/TextureStorage.h"
 #include "window/WindowSurface.h"
 
 #include <algorithm>

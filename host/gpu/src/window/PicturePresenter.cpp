@@ -1,6 +1,6 @@
 #include "window/PicturePresenter.h"
 
-#include "GpuInternals.h"
+#include "device/GpuInternals.h"
 #include "window/WindowSurface.h"
 
 namespace Varkle::Gui

@@ -1,7 +1,7 @@
 #include "window/WindowSurface.h"
 
-#include "GpuInternals.h"
 #include "Varkle/Core/Log.h"
+#include "device/GpuInternals.h"
 
 #include <algorithm>
 #include <span>

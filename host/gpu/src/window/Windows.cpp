@@ -1,6 +1,6 @@
 #include "Varkle/Gpu/Windows.h"
 
-#include "GpuInternals.h"
+#include "device/GpuInternals.h"
 #include "window/WindowRegistry.h"
 
 #include <algorithm>

@@ -1,0 +1,102 @@
+#include "Varkle/Core/PendingFile.h"
+
+#include "file/WriteReason.h"
+
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace Varkle
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+// By hand, as a link that points at nothing yet has no canonical path.
+fs::path FollowLinks(fs::path path)
+{
+    std::error_code code;
+    for (int links = 0; links < 40 && fs::is_symlink(path, code); ++links)
+        path = path.parent_path() / fs::read_symlink(path, code); // an absolute target replaces the left side
+    return path;
+}
+
+// Returns what stands in the way of replacing the file at a path.
+int CheckOldFile(const std::string& path)
+{
+    if (path.empty())
+        return ENOENT;
+    if (path.find('\0') != std::string::npos)
+        return EINVAL;
+    struct stat old = {};
+    if (stat(path.c_str(), &old) != 0)
+        return errno == ENOENT ? noReason : errno;
+    if (S_ISDIR(old.st_mode))
+        return EISDIR;
+    return access(path.c_str(), W_OK) == 0 ? noReason : errno;
+}
+
+} // namespace
+
+Result<std::unique_ptr<PendingFile>> PendingFile::Create(const std::string& path, const std::string& extension)
+{
+    std::error_code code;
+    if (fs::is_other(path, code))
+        return Error{"could not write " + path + ": it is a device or a pipe, and only a file can be replaced."};
+    std::unique_ptr<PendingFile> file(new PendingFile(path));
+    if (const int reason = file->Make(extension); reason != noReason)
+        return MakeWriteError(path, reason);
+    return file;
+}
+
+PendingFile::~PendingFile()
+{
+    if (!hidden.empty())
+        (void)unlink(hidden.c_str());
+}
+
+int PendingFile::Make(const std::string& extension)
+{
+    static std::atomic<unsigned> counter = 0;
+    if (const int reason = CheckOldFile(path); reason != noReason)
+        return reason;
+    target = FollowLinks(path);
+    int file = -1;
+    fs::path candidate;
+    do // a process of the same id may have left files behind when it was killed
+    {
+        candidate = target.parent_path() /
+                    (".varkle-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + extension);
+        file = open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    } while (file < 0 && errno == EEXIST);
+    if (file < 0)
+        return errno;
+    close(file);
+    hidden = candidate;
+    return noReason;
+}
+
+Status PendingFile::Write(std::string_view bytes)
+{
+    const int file = open(hidden.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    const int reason = file < 0 ? errno : WriteAndClose(file, bytes);
+    return reason == noReason ? Ok() : MakeWriteError(path, reason);
+}
+
+Status PendingFile::Keep()
+{
+    struct stat old = {};
+    if (stat(target.c_str(), &old) == 0)
+        (void)chmod(hidden.c_str(), old.st_mode & 07777); // some file systems have no permissions
+    if (rename(hidden.c_str(), target.c_str()) != 0)
+        return MakeWriteError(path, errno);
+    hidden.clear();
+    return Ok();
+}
+
+} // namespace Varkle

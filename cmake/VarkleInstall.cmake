@@ -4,17 +4,10 @@ include(CMakePackageConfigHelpers)
 
 set(package "${CMAKE_INSTALL_LIBDIR}/cmake/Varkle")
 
-set_target_properties(VarkleCore PROPERTIES EXPORT_NAME Core)
-set_target_properties(VarkleGpu PROPERTIES EXPORT_NAME Gpu)
-set_target_properties(VarkleDocument PROPERTIES EXPORT_NAME Document)
-foreach(library IN ITEMS VarkleCore VarkleGpu VarkleDocument)
-    target_compile_features(${library} PUBLIC cxx_std_20)
-endforeach()
-
-install(TARGETS VarkleCore VarkleGpu VarkleDocument EXPORT VarkleTargets LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS VarkleCore VarkleGpu VarkleDocument VarkleRun EXPORT VarkleTargets LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS VarkleGpuOperators LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS varkle RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-foreach(library IN ITEMS core gpu document)
+foreach(library IN ITEMS core gpu document run)
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/host/${library}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 endforeach()
 

@@ -8,6 +8,8 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_SCAN_FOR_MODULES OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden) # what is offered to others is marked: Varkle/Core/Export.h
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
 # One folder for programs, one for libraries, as an installed tree has them: programs find their libraries beside them.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")

@@ -2,7 +2,7 @@
 
 #include "Command.h"
 #include "Console.h"
-#include "value/Suggestion.h"
+#include "Varkle/Core/Text.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

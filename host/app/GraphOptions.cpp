@@ -1,8 +1,8 @@
 #include "GraphOptions.h"
 
 #include "Console.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Graphics.h"
-#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -2,8 +2,8 @@
 #include "Console.h"
 #include "Varkle/Core/FileImportRegistry.h"
 #include "Varkle/Core/Graph.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Document/GraphDocument.h"
-#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,9 +1,9 @@
 #include "Command.h"
 #include "Console.h"
 #include "OperatorText.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/TypeLibrary.h"
-#include "value/JsonLayout.h"
-#include "value/Suggestion.h"
+#include "Varkle/Document/JsonLayout.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

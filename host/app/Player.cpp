@@ -4,10 +4,10 @@
 #include "GraphOptions.h"
 #include "Statistics.h"
 #include "Varkle/Core/Log.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Windows.h"
-#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Command.h"
-#include "FrameClock.h"
 #include "Varkle/Core/FileWatcher.h"
 #include "Varkle/Document/GraphSession.h"
+#include "Varkle/Run/FrameClock.h"
 
 #include <filesystem>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "Process.h"
 
-#include "value/Suggestion.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <array>

@@ -4,11 +4,11 @@
 #include "Progress.h"
 #include "RenderTargets.h"
 #include "Statistics.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Glb.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Ports.h"
-#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

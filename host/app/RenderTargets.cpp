@@ -1,8 +1,8 @@
 #include "RenderTargets.h"
 
 #include "FrameWriter.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Ports.h"
-#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <cctype>
@@ -27,7 +27,7 @@ struct Request
 bool IsGlbPath(const std::string& path)
 {
     std::string extension = std::filesystem::path(path).extension().string();
-    std::ranges::transform(extension, extension.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    extension = ToLower(extension);
     return extension == ".glb";
 }
 

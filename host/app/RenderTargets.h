@@ -1,8 +1,8 @@
 #pragma once
 
 #include "GraphOptions.h"
-#include "OutputPath.h"
 #include "ScenePicture.h"
+#include "Varkle/Run/OutputPath.h"
 #include "VideoWriter.h"
 
 #include <memory>

@@ -1,8 +1,8 @@
 #include "ScenePicture.h"
 
+#include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Image.h"
 #include "Varkle/Gpu/Ports.h"
-#include "value/Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

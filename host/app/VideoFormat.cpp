@@ -1,8 +1,9 @@
 #include "VideoFormat.h"
 
+#include "Varkle/Core/Text.h"
+
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
@@ -71,7 +72,7 @@ void Enlarge(const Image& image, glm::ivec2 size, std::vector<std::uint8_t>& pix
 const VideoFormat* FindVideoFormat(const std::string& path)
 {
     std::string extension = std::filesystem::path(path).extension().string();
-    std::ranges::transform(extension, extension.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    extension = ToLower(extension);
     const auto* const found = std::ranges::find(formats, extension, &VideoFormat::extension);
     return found == formats.end() ? nullptr : found;
 }

@@ -3,12 +3,12 @@
 #include "Registration.h"
 #include "core/ShaderCache.h"
 
-extern "C" __attribute__((visibility("default"))) void VarklePluginLoad()
+extern "C" VARKLE_API void VarklePluginLoad()
 {
     Varkle::RegisterOperatorsAndImporters();
 }
 
-extern "C" __attribute__((visibility("default"))) void VarklePluginUnload()
+extern "C" VARKLE_API void VarklePluginUnload()
 {
     Varkle::ShaderCache::Clear();
 }

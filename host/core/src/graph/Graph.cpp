@@ -1,6 +1,7 @@
 #include "Varkle/Core/Graph.h"
 
 #include "Varkle/Core/Log.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -23,15 +24,9 @@ bool MayBeInKey(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || IsDigit(c) || c == '_' || c == '-' || c == '.';
 }
 
-char LowerCase(char c)
-{
-    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
-}
-
 std::string MakeKey(const ObjectType& type)
 {
-    std::string key = type.GetId().substr(type.GetId().rfind('.') + 1);
-    std::ranges::transform(key, key.begin(), LowerCase);
+    const std::string key = ToLower(std::string_view(type.GetId()).substr(type.GetId().rfind('.') + 1));
     return key.empty() ? "operator" : key;
 }
 

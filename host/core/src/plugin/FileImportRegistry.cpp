@@ -1,7 +1,7 @@
 #include "Varkle/Core/FileImportRegistry.h"
 
 #include "Varkle/Core/Operator.h"
-#include "plugin/IgnoreCase.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <utility>

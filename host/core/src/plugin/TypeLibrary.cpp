@@ -1,7 +1,7 @@
 #include "Varkle/Core/TypeLibrary.h"
 
 #include "Varkle/Core/Log.h"
-#include "plugin/IgnoreCase.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <utility>

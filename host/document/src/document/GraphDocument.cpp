@@ -1,9 +1,9 @@
 #include "Varkle/Document/GraphDocument.h"
 
 #include "Varkle/Core/Trace.h"
+#include "Varkle/Document/Json.h"
+#include "Varkle/Document/JsonLayout.h"
 #include "document/DocumentPaths.h"
-#include "value/Json.h"
-#include "value/JsonLayout.h"
 
 #include <algorithm>
 #include <cerrno>

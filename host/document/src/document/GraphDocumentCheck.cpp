@@ -1,8 +1,8 @@
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/TypeLibrary.h"
 #include "Varkle/Document/GraphDocument.h"
-#include "value/Json.h"
+#include "Varkle/Document/Json.h"
 #include "value/ParameterValue.h"
-#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <cmath>

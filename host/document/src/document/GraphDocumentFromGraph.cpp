@@ -2,9 +2,9 @@
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Document/GraphDocument.h"
+#include "Varkle/Document/JsonLayout.h"
 #include "document/DocumentPaths.h"
 #include "document/Specimens.h"
-#include "value/JsonLayout.h"
 #include "value/ParameterValue.h"
 
 // Makes documents of graphs.

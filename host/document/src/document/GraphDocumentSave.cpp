@@ -1,10 +1,10 @@
 #include "Varkle/Core/FileWriting.h"
 #include "Varkle/Core/TypeLibrary.h"
 #include "Varkle/Document/GraphDocument.h"
+#include "Varkle/Document/Json.h"
+#include "Varkle/Document/JsonLayout.h"
 #include "document/DocumentPaths.h"
 #include "document/Specimens.h"
-#include "value/Json.h"
-#include "value/JsonLayout.h"
 
 #include <algorithm>
 

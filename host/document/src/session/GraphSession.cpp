@@ -1,11 +1,11 @@
 #include "Varkle/Document/GraphSession.h"
 
 #include "Varkle/Core/Tasks.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Ports.h"
 #include "session/GraphSessionState.h"
 #include "session/Inspect.h"
-#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
 #include "Varkle/Core/ParameterBundle.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/TypeLibrary.h"
 #include "session/GraphSessionState.h"
-#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <unordered_set>

@@ -1,9 +1,9 @@
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/ParameterBundle.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/TypeLibrary.h"
+#include "Varkle/Document/JsonLayout.h"
 #include "session/GraphSessionState.h"
-#include "value/JsonLayout.h"
-#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <cmath>

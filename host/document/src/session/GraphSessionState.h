@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Varkle/Document/GraphSession.h"
-#include "value/Json.h"
+#include "Varkle/Document/Json.h"
 #include "value/ParameterValue.h"
 
 #include <functional>

@@ -2,8 +2,8 @@
 
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Parameters.h"
+#include "Varkle/Document/JsonLayout.h"
 #include "Varkle/Gpu/Ports.h"
-#include "value/JsonLayout.h"
 #include "value/ParameterValue.h"
 
 #include <glm/gtc/type_ptr.hpp>

@@ -1,6 +1,6 @@
 #include "Varkle/Document/Expression.h"
 
-#include "value/Suggestion.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <charconv>

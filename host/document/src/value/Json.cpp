@@ -1,6 +1,6 @@
-#include "value/Json.h"
+#include "Varkle/Document/Json.h"
 
-#include "value/Suggestion.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -35,39 +35,6 @@ bool IsWordCharacter(char c)
 bool IsContinuationByte(char c)
 {
     return (c & 0xC0) == 0x80;
-}
-
-/// Returns the length of the UTF-8 character (RFC 3629) at the start of a text, 0 when its bytes are none.
-std::size_t CharacterLength(std::string_view text)
-{
-    const auto first = std::uint8_t(text[0]);
-    if (first < 0x80)
-        return 1;
-
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || text.size() < length)
-        return 0;
-    if (!std::all_of(text.begin() + 1, text.begin() + std::ptrdiff_t(length), IsContinuationByte))
-        return 0;
-
-    const auto second = std::uint8_t(text[1]);
-    const bool tooLong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-    const bool surrogate = first == 0xED && second > 0x9F;
-    const bool beyondUnicode = first == 0xF4 && second > 0x8F;
-    return tooLong || surrogate || beyondUnicode ? 0 : length;
-}
-
-std::size_t FindInvalidUtf8(std::string_view text)
-{
-    std::size_t index = 0;
-    while (index < text.size())
-    {
-        const std::size_t length = CharacterLength(text.substr(index));
-        if (length == 0)
-            return index;
-        index += length;
-    }
-    return std::string_view::npos;
 }
 
 /// Returns the length of the JSON number at the start of a text, 0 when there is none.
@@ -379,7 +346,7 @@ bool TreeBuilder::ExplainString(std::size_t fault)
         return ExplainEscape(fault);
 
     Advance(fault);
-    const std::string escaped = WriteJsonString(text.substr(fault, 1));
+    const std::string escaped = Escaped(text.substr(fault, 1));
     return Fail("a control character in a string has to be written as " + escaped.substr(1, escaped.size() - 2));
 }
 
@@ -406,7 +373,7 @@ bool TreeBuilder::ExplainEscape(std::size_t fault)
     }
     Advance(escape);
 
-    const std::string_view kind = text.substr(escape + 1, CharacterLength(text.substr(escape + 1)));
+    const std::string_view kind = text.substr(escape + 1, GetCharacterLength(text.substr(escape + 1)));
     if (kind != "u")
         return Fail("\\" + std::string(kind) + " is no escape sequence: there are " +
                     R"(\" \\ \/ \b \f \n \r \t and \u with four hexadecimal digits)");
@@ -455,7 +422,7 @@ std::string TreeBuilder::Found() const
     if (rest[0] == '"')
         return nlohmann::json::parse(rest.substr(0, EndOfString(rest, 0))).get<std::string>();
     const auto wordEnd = std::find_if_not(rest.begin(), rest.end(), IsWordCharacter);
-    return {rest.begin(), std::max(wordEnd, rest.begin() + std::ptrdiff_t(CharacterLength(rest)))};
+    return {rest.begin(), std::max(wordEnd, rest.begin() + std::ptrdiff_t(GetCharacterLength(rest)))};
 }
 
 /// Returns what could have been at the cursor instead of what is there.
@@ -518,11 +485,6 @@ bool SaySame(const JsonValue& a, const JsonValue& b)
 JsonDocument ParseJson(std::string_view text)
 {
     return TreeBuilder(text).Build();
-}
-
-std::string WriteJsonString(std::string_view text)
-{
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 std::string FormatNumber(double number)

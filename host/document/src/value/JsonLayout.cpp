@@ -1,4 +1,6 @@
-#include "value/JsonLayout.h"
+#include "Varkle/Document/JsonLayout.h"
+
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -49,7 +51,7 @@ void AppendObject(std::string& text, const std::vector<JsonMember>& members, std
         if (i > 0)
             text += ',';
         AppendLineEnd(text, depth + 1);
-        text += WriteJsonString(members[i].name) + ": ";
+        text += Escaped(members[i].name) + ": ";
         Append(text, members[i].value, depth + 1);
     }
     if (!members.empty())
@@ -71,7 +73,7 @@ void Append(std::string& text, const JsonValue& value, std::size_t depth)
         text += value.text;
         break;
     case JsonKind::String:
-        text += WriteJsonString(value.text);
+        text += Escaped(value.text);
         break;
     case JsonKind::Array:
         AppendArray(text, value.elements, depth);

@@ -2,9 +2,9 @@
 
 #include "Varkle/Core/Graph.h"
 #include "Varkle/Core/Parameters.h"
+#include "Varkle/Core/Text.h"
+#include "Varkle/Document/JsonLayout.h"
 #include "document/DocumentPaths.h"
-#include "value/JsonLayout.h"
-#include "value/Suggestion.h"
 
 #include <algorithm>
 #include <array>

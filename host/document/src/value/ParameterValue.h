@@ -2,7 +2,7 @@
 
 #include "Varkle/Core/Parameter.h"
 #include "Varkle/Document/Expression.h"
-#include "value/Json.h"
+#include "Varkle/Document/Json.h"
 
 #include <filesystem>
 #include <functional>

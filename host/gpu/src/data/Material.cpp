@@ -3,7 +3,9 @@
 namespace Varkle
 {
 
-// Here rather than in the header, so that the class's type information lies in this library only.
+// Here rather than in the header, so that the classes' type information lies in this library only.
 Material::~Material() = default;
+UnlitMaterial::~UnlitMaterial() = default;
+GltfPbrMaterial::~GltfPbrMaterial() = default;
 
 } // namespace Varkle

@@ -1,7 +1,8 @@
 #include "device/Adapters.h"
 
+#include "Varkle/Core/Text.h"
+
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
@@ -152,17 +153,11 @@ void AddCpuAdapters(std::vector<Adapter>& adapters)
     unsetenv(driverSwitch);
 }
 
-std::string LowerCase(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-    return text;
-}
-
 bool Matches(const Adapter& adapter, const std::string& request)
 {
-    if (LowerCase(request) == "cpu")
+    if (ToLower(request) == "cpu")
         return IsCpu(adapter);
-    return LowerCase(adapter.info.name).find(LowerCase(request)) != std::string::npos;
+    return ToLower(adapter.info.name).find(ToLower(request)) != std::string::npos;
 }
 
 Error MakeError(const std::vector<Adapter>& adapters, const std::string& request)
@@ -174,8 +169,8 @@ Error MakeError(const std::vector<Adapter>& adapters, const std::string& request
     std::string names;
     for (const Adapter& adapter : adapters)
         names += (names.empty() ? "" : ", ") + ("\"" + adapter.info.name + "\"");
-    const std::string problem = LowerCase(request) == "cpu" ? "There is no adapter that works without a GPU"
-                                                            : "No GPU adapter has \"" + request + "\" in its name";
+    const std::string problem = ToLower(request) == "cpu" ? "There is no adapter that works without a GPU"
+                                                          : "No GPU adapter has \"" + request + "\" in its name";
     return {problem + ". This machine has: " + names + ".", true};
 }
 

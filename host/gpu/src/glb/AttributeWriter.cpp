@@ -1,6 +1,6 @@
 #include "glb/AttributeWriter.h"
 
-#include "device/Quoted.h"
+#include "Varkle/Core/Text.h"
 
 #include <glm/common.hpp>
 #include <glm/vec3.hpp>

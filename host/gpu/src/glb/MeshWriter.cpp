@@ -1,6 +1,6 @@
 #include "glb/MeshWriter.h"
 
-#include "device/Quoted.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <glm/vec4.hpp>

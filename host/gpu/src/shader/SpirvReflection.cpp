@@ -1,6 +1,6 @@
 #include "shader/SpirvReflection.h"
 
-#include "device/Quoted.h"
+#include "Varkle/Core/Text.h"
 
 #include <spirv_cross/spirv_cross_c.h>
 

@@ -1,6 +1,6 @@
 #include "shader/WgslReflection.h"
 
-#include "device/Quoted.h"
+#include "Varkle/Core/Text.h"
 #include "shader/WgslTypes.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "shader/WgslTypes.h"
 
-#include "device/Quoted.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <charconv>

@@ -54,9 +54,9 @@ parameters:
 
 } // namespace
 
-extern "C" void VarklePluginLoad()
+extern "C" VARKLE_API void VarklePluginLoad()
 {
     TypeLibrary::Get().RegisterOperator(ParseOperatorDoc(Gate::Type(), "Docs/Operators/Test/Gate.md", document));
 }
 
-extern "C" void VarklePluginUnload() {}
+extern "C" VARKLE_API void VarklePluginUnload() {}

@@ -323,7 +323,7 @@ inputs:
 
 } // namespace
 
-extern "C" void VarklePluginLoad()
+extern "C" VARKLE_API void VarklePluginLoad()
 {
     const auto add = [](const ObjectType* type, const char* path, const char* text)
     { TypeLibrary::Get().RegisterOperator(ParseOperatorDoc(type, path, text)); };
@@ -336,4 +336,4 @@ extern "C" void VarklePluginLoad()
     add(ModelSink::Type(), "Docs/Operators/Test/Model Sink.md", modelSinkDocument);
 }
 
-extern "C" void VarklePluginUnload() {}
+extern "C" VARKLE_API void VarklePluginUnload() {}

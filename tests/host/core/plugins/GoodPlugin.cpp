@@ -27,7 +27,7 @@ public:
 
 } // namespace
 
-extern "C" void VarklePluginLoad()
+extern "C" VARKLE_API void VarklePluginLoad()
 {
     TypeLibrary::Get().RegisterOperator(ParseOperatorDoc(GoodOperator::Type(), "Docs/Operators/Test/Good.md", ""));
     FileImportRegistry::Get().RegisterImporter({".good"}, GoodOperator::Type(),
@@ -38,7 +38,7 @@ extern "C" void VarklePluginLoad()
     LogInfo("The good plug-in is loaded.");
 }
 
-extern "C" void VarklePluginUnload()
+extern "C" VARKLE_API void VarklePluginUnload()
 {
     if (!TypeLibrary::Get().Find("Test.Good") && FileImportRegistry::Get().GetExtensions().empty())
         LogInfo("The good plug-in is unloaded, after its types and importers.");

@@ -2,7 +2,7 @@
 
 #include "Varkle/Core/Log.h"
 
-extern "C" void VarklePluginLoad()
+extern "C" VARKLE_API void VarklePluginLoad()
 {
     Varkle::LogInfo("This must not be called.");
 }

@@ -17,7 +17,7 @@ struct NoFish : std::runtime_error
 
 } // namespace
 
-extern "C" void VarklePluginLoad()
+extern "C" VARKLE_API void VarklePluginLoad()
 {
     using namespace Varkle;
     static const ObjectType type("Test.Throwing", Operator::Type(), {});
@@ -25,7 +25,7 @@ extern "C" void VarklePluginLoad()
     throw NoFish();
 }
 
-extern "C" void VarklePluginUnload()
+extern "C" VARKLE_API void VarklePluginUnload()
 {
     Varkle::LogInfo("The throwing plug-in is unloaded.");
 }

@@ -1,10 +1,12 @@
 // A plug-in that needs a function that nobody has.
 
+#include "Varkle/Core/Export.h"
+
 extern "C" void VarkleTestMissingFunction();
 
-extern "C" void VarklePluginLoad()
+extern "C" VARKLE_API void VarklePluginLoad()
 {
     VarkleTestMissingFunction();
 }
 
-extern "C" void VarklePluginUnload() {}
+extern "C" VARKLE_API void VarklePluginUnload() {}

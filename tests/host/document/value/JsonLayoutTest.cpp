@@ -1,4 +1,4 @@
-#include "value/JsonLayout.h"
+#include "Varkle/Document/JsonLayout.h"
 
 #include "support/Catch.h"
 

@@ -1,4 +1,6 @@
-#include "value/Json.h"
+#include "Varkle/Document/Json.h"
+
+#include "Varkle/Core/Text.h"
 
 #include "support/Catch.h"
 #include <array>
@@ -65,7 +67,7 @@ void CheckAnyText(const std::string& text)
     for (const JsonError& error : document.errors)
         fine = fine && !error.message.empty() && IsWithin(error.at, text);
     if (!fine)
-        FAIL(WriteJsonString(text) << " gives " << ErrorsOf(text));
+        FAIL(Escaped(text) << " gives " << ErrorsOf(text));
 }
 
 } // namespace
@@ -368,11 +370,11 @@ TEST_CASE("Ten megabytes are read")
 
 TEST_CASE("A written string keeps UTF-8 and escapes quotes, backslashes and control characters")
 {
-    CHECK(WriteJsonString("") == "\"\"");
-    CHECK(WriteJsonString("h\xC3\xBC/\xF0\x9F\x8C\x8A") == "\"h\xC3\xBC/\xF0\x9F\x8C\x8A\"");
-    CHECK(WriteJsonString("a\"b\\c") == R"("a\"b\\c")");
-    CHECK(WriteJsonString("\b\f\n\r\t") == R"("\b\f\n\r\t")");
-    CHECK(WriteJsonString(std::string_view("\0\x1F\x7F", 3)) == "\"\\u0000\\u001f\x7F\"");
+    CHECK(Escaped("") == "\"\"");
+    CHECK(Escaped("h\xC3\xBC/\xF0\x9F\x8C\x8A") == "\"h\xC3\xBC/\xF0\x9F\x8C\x8A\"");
+    CHECK(Escaped("a\"b\\c") == R"("a\"b\\c")");
+    CHECK(Escaped("\b\f\n\r\t") == R"("\b\f\n\r\t")");
+    CHECK(Escaped(std::string_view("\0\x1F\x7F", 3)) == "\"\\u0000\\u001f\x7F\"");
 }
 
 TEST_CASE("A written string reads back the same, with replacements for what is not UTF-8")
@@ -381,9 +383,9 @@ TEST_CASE("A written string reads back the same, with replacements for what is n
     for (int c = 0; c < 128; ++c)
         text += char(c);
     text += "\xC3\xBC\xE2\x82\xAC";
-    CHECK(Root(WriteJsonString(text)).text == text);
-    CHECK(Root(WriteJsonString("a\xFFz")).text == "a\xEF\xBF\xBDz");
-    CHECK(Root(WriteJsonString("a\xC3")).text == "a\xEF\xBF\xBD");
+    CHECK(Root(Escaped(text)).text == text);
+    CHECK(Root(Escaped("a\xFFz")).text == "a\xEF\xBF\xBDz");
+    CHECK(Root(Escaped("a\xC3")).text == "a\xEF\xBF\xBD");
 }
 
 TEST_CASE("A number is written with as few digits as it needs, whole ones without a point")

@@ -2,9 +2,9 @@
 
 #include "Varkle/Core/Graph.h"
 #include "Varkle/Core/Parameters.h"
+#include "Varkle/Document/JsonLayout.h"
 #include "document/DocumentOperators.h"
 #include "support/Catch.h"
-#include "value/JsonLayout.h"
 
 #include <array>
 #include <cmath>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Object.h"
 
 #include <functional>
@@ -18,7 +19,7 @@ class Operator;
 /// Is the base of an operator's outputs. A derived class carries the data (Activate) and says which inputs it feeds.
 /// What an output carries stays until the operator activates it anew or clears it. Outputs are members of their
 /// operator.
-class DataOutput : public Object
+class VARKLE_API DataOutput : public Object
 {
 public:
     DataOutput(Operator* op, std::string_view outputName);
@@ -64,7 +65,7 @@ private:
 
 /// Is the base of an operator's inputs. An input takes one type of data from at most one output; a graph connects the
 /// two. Inputs are members of their operator or elements of one of its lists.
-class DataInput : public Object
+class VARKLE_API DataInput : public Object
 {
 public:
     /// Makes an element for an input list; the list gives it its owner, name and key.
@@ -103,7 +104,7 @@ private:
 
 /// Is a growing list of inputs of one type. The user adds elements by connecting to the list. It is a member of the
 /// operator.
-class DataInputList final : public Object
+class VARKLE_API DataInputList final : public Object
 {
 public:
     /// Is what an operator wants to hear about its list; each may be empty. None is called while the operator is being

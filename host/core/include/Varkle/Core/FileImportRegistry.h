@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Object.h"
 
 #include <filesystem>
@@ -14,7 +15,7 @@ namespace Varkle
 class Operator;
 
 /// Knows which operator a file becomes. Main thread only.
-class FileImportRegistry
+class VARKLE_API FileImportRegistry
 {
 public:
     using Import = std::function<void(Operator&, const std::filesystem::path&)>;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Trace.h"
 
 #include <filesystem>
@@ -12,7 +13,7 @@ namespace Varkle
 /// when the file changes. Whoever reads a file makes one first, whether or not the reading will succeed: a file that is
 /// missing today may be there tomorrow. An empty path names no file and is not noted, and neither is what other threads
 /// than the main one read.
-class FileRead
+class VARKLE_API FileRead
 {
 public:
     explicit FileRead(const std::filesystem::path& path);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -17,7 +19,7 @@ namespace Varkle
 /// are compared by what the system says of them (device, inode, size, times), never by what is in them, so that a file
 /// whose permissions changed counts as well, and two writes within a tick of the file system's clock (some
 /// milliseconds) may look like one. Only regular files exist in this sense. May be used from several threads.
-class WatchedFiles
+class VARKLE_API WatchedFiles
 {
 public:
     /// Says which files to watch. The present state of those that are new is no change; it is looked up here, so that
@@ -60,7 +62,7 @@ private:
 };
 
 /// Watches files on a thread of its own, which looks at them some ten times a second while there are any.
-class FileWatcher
+class VARKLE_API FileWatcher
 {
 public:
     FileWatcher() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 
 #include <optional>
@@ -22,7 +23,7 @@ namespace Varkle
 /// The error reads "could not write PATH: No space left on device." with the system's reason. Error::machine is true
 /// for reasons that lie with the machine (disk or quota full, file too large for it, input/output errors, no memory, no
 /// file handles), false for those that lie in the path (missing folder, permissions, a read-only file system).
-Status WriteFileAtomically(const std::string& path, std::string_view bytes);
+VARKLE_API Status WriteFileAtomically(const std::string& path, std::string_view bytes);
 
 /// Tells why a file could not be written, and how far it got.
 struct FileError : Error
@@ -31,6 +32,6 @@ struct FileError : Error
 };
 
 /// Does the same for callers that tell the two apart. Returns nothing when the file was written.
-std::optional<FileError> TryToWriteFileAtomically(const std::string& path, std::string_view bytes);
+VARKLE_API std::optional<FileError> TryToWriteFileAtomically(const std::string& path, std::string_view bytes);
 
 } // namespace Varkle

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Operator.h"
 #include "Varkle/Core/Result.h"
 
@@ -21,7 +22,7 @@ namespace Varkle
 ///
 /// While an operator executes, the graph must not be changed: no operator may be added, removed or connected from
 /// within Execute. Remove and Run refuse that with an error in the log.
-class Graph final : public Object
+class VARKLE_API Graph final : public Object
 {
 public:
     Graph();

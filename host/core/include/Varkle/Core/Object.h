@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,7 +16,7 @@ class PtrParameter;
 
 /// Describes a class of objects: its id, the type it derives from and how to make one. Descriptors live as long as the
 /// library that defines them and are compared by address.
-class ObjectType
+class VARKLE_API ObjectType
 {
 public:
     /// `id` is unique in the process ("Varkle.Texture.Blur"); `parent` is null for a root type; `factory` returns a new
@@ -40,7 +42,7 @@ private:
 /// key and a parent; the keys from the graph down form its path. The keys of operators in a graph are unique; a
 /// parameter, input, output or list that was given no key has its name for one. Objects are neither copied nor moved
 /// and belong to the main thread.
-class Object
+class VARKLE_API Object
 {
 public:
     Object() = default;
@@ -92,7 +94,7 @@ private:
 };
 
 /// Refers to an object without keeping it alive and turns null when the object is deleted.
-class WeakObject
+class VARKLE_API WeakObject
 {
 public:
     WeakObject() = default;
@@ -113,7 +115,7 @@ enum class ObjectScope
 };
 
 /// Decides which objects a reference parameter may point at.
-struct ObjectFilter
+struct VARKLE_API ObjectFilter
 {
     ObjectFilter() = default;
     ObjectFilter(const ObjectType* admittedType, ObjectScope admittedScope) : type(admittedType), scope(admittedScope)

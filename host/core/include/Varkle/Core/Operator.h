@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Varkle/Core/DataPorts.h"
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Object.h"
 #include "Varkle/Core/Parameter.h"
 
@@ -18,7 +19,7 @@ class Graph;
 class ParameterBundleList;
 
 /// Is handed to Execute by the host; operators pass it on and do not look inside.
-class ExecutionContext
+class VARKLE_API ExecutionContext
 {
     friend class Graph;
     ExecutionContext() = default;
@@ -26,7 +27,7 @@ class ExecutionContext
 
 /// Is the base of every node type. A derived class declares its inputs, outputs and parameters as members, in the order
 /// in which the user sees them, and does its work in Execute. All of it happens on the main thread.
-class Operator : public Object
+class VARKLE_API Operator : public Object
 {
 public:
     Operator();

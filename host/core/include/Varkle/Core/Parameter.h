@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Object.h"
 
 #include <cstdint>
@@ -30,7 +31,7 @@ enum class ParameterType
 };
 
 /// Returns "Float", "Vector 2 Int", "Transform 3D" and so on.
-std::string_view GetParameterTypeName(ParameterType type);
+VARKLE_API std::string_view GetParameterTypeName(ParameterType type);
 
 /// Marks of a parameter, as bits. The numbers are part of the interface to plug-ins.
 enum class ParameterFlag : std::uint32_t
@@ -40,7 +41,7 @@ enum class ParameterFlag : std::uint32_t
 };
 
 /// Says who owns the parameter that is constructed with it: an operator's own list, or a bundle.
-class ParameterScope
+class VARKLE_API ParameterScope
 {
 public:
     explicit ParameterScope(Operator* op) : owner(op) {}
@@ -55,7 +56,7 @@ private:
 /// Is the base of all parameters: a named value that a user sets and an operator reads. A parameter registers itself
 /// with its owner when constructed and leaves it when destroyed. A value that really changes marks the owning operator
 /// outdated.
-class Parameter : public Object
+class VARKLE_API Parameter : public Object
 {
 public:
     ~Parameter() override;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Parameter.h"
 
 #include <functional>
@@ -14,7 +15,7 @@ class ParameterBundleList;
 /// Is one group of parameters in a bundle list. Parameters join through ParameterScope(bundle); whoever constructs them
 /// owns them. The discard handler is the moment to destroy them; one that outlives its bundle belongs to no operator
 /// then. They count as the operator's: a change of theirs makes it outdated.
-class ParameterBundle final : public Object
+class VARKLE_API ParameterBundle final : public Object
 {
 public:
     ~ParameterBundle() override;
@@ -60,7 +61,7 @@ struct BundleHandlers
 };
 
 /// Is a list of parameter groups that an operator creates and removes at run time. It is a member of the operator.
-class ParameterBundleList final : public Object
+class VARKLE_API ParameterBundleList final : public Object
 {
 public:
     using BundleHandlers = Varkle::BundleHandlers;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Varkle/Core/Color.h"
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Parameter.h"
 
 #include <glm/mat4x4.hpp>
@@ -16,7 +17,7 @@ namespace Varkle
 /// Holds a value of type T and its default. Setting an equal value changes nothing; not-a-number equals itself, and 0
 /// equals -0, so that an expression that yields the same again never makes an operator run.
 template<class T, ParameterType TypeTag>
-class ValueParameter : public Parameter
+class VARKLE_API ValueParameter : public Parameter
 {
 public:
     ValueParameter() = default;
@@ -39,66 +40,66 @@ private:
     T initial{};
 };
 
-extern template class ValueParameter<double, ParameterType::Float>;
-extern template class ValueParameter<long long, ParameterType::Int>;
-extern template class ValueParameter<bool, ParameterType::Bool>;
-extern template class ValueParameter<Color, ParameterType::Color>;
-extern template class ValueParameter<glm::dvec2, ParameterType::Vector2>;
-extern template class ValueParameter<glm::dvec3, ParameterType::Vector3>;
-extern template class ValueParameter<glm::dvec4, ParameterType::Vector4>;
-extern template class ValueParameter<glm::ivec2, ParameterType::Vector2Int>;
-extern template class ValueParameter<glm::ivec3, ParameterType::Vector3Int>;
-extern template class ValueParameter<glm::mat4, ParameterType::Transform3D>;
+extern template class VARKLE_API ValueParameter<double, ParameterType::Float>;
+extern template class VARKLE_API ValueParameter<long long, ParameterType::Int>;
+extern template class VARKLE_API ValueParameter<bool, ParameterType::Bool>;
+extern template class VARKLE_API ValueParameter<Color, ParameterType::Color>;
+extern template class VARKLE_API ValueParameter<glm::dvec2, ParameterType::Vector2>;
+extern template class VARKLE_API ValueParameter<glm::dvec3, ParameterType::Vector3>;
+extern template class VARKLE_API ValueParameter<glm::dvec4, ParameterType::Vector4>;
+extern template class VARKLE_API ValueParameter<glm::ivec2, ParameterType::Vector2Int>;
+extern template class VARKLE_API ValueParameter<glm::ivec3, ParameterType::Vector3Int>;
+extern template class VARKLE_API ValueParameter<glm::mat4, ParameterType::Transform3D>;
 
-class FloatParameter final : public ValueParameter<double, ParameterType::Float>
+class VARKLE_API FloatParameter final : public ValueParameter<double, ParameterType::Float>
 {
     using ValueParameter::ValueParameter;
 };
 
-class IntParameter final : public ValueParameter<long long, ParameterType::Int>
+class VARKLE_API IntParameter final : public ValueParameter<long long, ParameterType::Int>
 {
     using ValueParameter::ValueParameter;
 };
 
-class BoolParameter final : public ValueParameter<bool, ParameterType::Bool>
+class VARKLE_API BoolParameter final : public ValueParameter<bool, ParameterType::Bool>
 {
     using ValueParameter::ValueParameter;
 };
 
-class Vector2Parameter final : public ValueParameter<glm::dvec2, ParameterType::Vector2>
+class VARKLE_API Vector2Parameter final : public ValueParameter<glm::dvec2, ParameterType::Vector2>
 {
     using ValueParameter::ValueParameter;
 };
 
-class Vector3Parameter final : public ValueParameter<glm::dvec3, ParameterType::Vector3>
+class VARKLE_API Vector3Parameter final : public ValueParameter<glm::dvec3, ParameterType::Vector3>
 {
     using ValueParameter::ValueParameter;
 };
 
-class Vector4Parameter final : public ValueParameter<glm::dvec4, ParameterType::Vector4>
+class VARKLE_API Vector4Parameter final : public ValueParameter<glm::dvec4, ParameterType::Vector4>
 {
     using ValueParameter::ValueParameter;
 };
 
-class Vector2IntParameter final : public ValueParameter<glm::ivec2, ParameterType::Vector2Int>
+class VARKLE_API Vector2IntParameter final : public ValueParameter<glm::ivec2, ParameterType::Vector2Int>
 {
     using ValueParameter::ValueParameter;
 };
 
-class Vector3IntParameter final : public ValueParameter<glm::ivec3, ParameterType::Vector3Int>
+class VARKLE_API Vector3IntParameter final : public ValueParameter<glm::ivec3, ParameterType::Vector3Int>
 {
     using ValueParameter::ValueParameter;
 };
 
 /// Holds a 4 by 4 matrix, column-major, that maps column vectors. Starts as the identity when no default is given.
-class Transform3DParameter final : public ValueParameter<glm::mat4, ParameterType::Transform3D>
+class VARKLE_API Transform3DParameter final : public ValueParameter<glm::mat4, ParameterType::Transform3D>
 {
 public:
     Transform3DParameter() : ValueParameter(glm::mat4(1.0f)) {}
     using ValueParameter::ValueParameter;
 };
 
-class ColorParameter final : public ValueParameter<Color, ParameterType::Color>
+class VARKLE_API ColorParameter final : public ValueParameter<Color, ParameterType::Color>
 {
 public:
     using ValueParameter::ValueParameter;
@@ -112,7 +113,7 @@ private:
 };
 
 /// Holds text.
-class StringParameter final : public Parameter
+class VARKLE_API StringParameter final : public Parameter
 {
 public:
     /// Says how an editor offers the text. The numbers are part of the interface to plug-ins.
@@ -146,7 +147,7 @@ private:
 
 /// Holds one of a list of names. The value may be set before the names are, and may be a name that is not in the list;
 /// it is then kept as it is and unresolved. A value that was never set is the first name.
-class EnumParameter final : public Parameter
+class VARKLE_API EnumParameter final : public Parameter
 {
 public:
     EnumParameter() = default;
@@ -184,7 +185,7 @@ private:
 };
 
 /// Is a button: fires once, and is reset by the host after the operator has executed.
-class TriggerParameter final : public Parameter
+class VARKLE_API TriggerParameter final : public Parameter
 {
 public:
     TriggerParameter() = default;
@@ -203,7 +204,7 @@ private:
 
 /// Refers to another object of the graph. The reference turns null when that object is deleted, which counts as a
 /// change.
-class PtrParameter final : public Parameter
+class VARKLE_API PtrParameter final : public Parameter
 {
 public:
     PtrParameter() = default;

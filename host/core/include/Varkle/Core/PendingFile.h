@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 
 #include <filesystem>
@@ -13,7 +14,7 @@ namespace Varkle
 /// Is a file that is made under a hidden name in its folder and gets its own name when it is complete; else it goes.
 /// For files that others write, or that are written bit by bit: WriteFileAtomically is for bytes in memory, and says
 /// how links, permissions and reasons are treated. May be used from any thread, one at a time.
-class PendingFile
+class VARKLE_API PendingFile
 {
 public:
     /// Makes the empty hidden file, whose name ends in the extension. The error reads "could not write PATH: No such

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 
 #include <memory>
@@ -12,7 +13,7 @@ namespace Varkle
 /// arguments, no results). Destroying the handle unregisters the operator types and importers that its load registered,
 /// calls VarklePluginUnload and unloads the library; no operator or data of it may be alive then, and its background
 /// work must be done. Main thread only.
-class Plugin
+class VARKLE_API Plugin
 {
 public:
     /// Loads the library and calls its VarklePluginLoad. A path without a folder names a file in the current folder.
@@ -32,7 +33,7 @@ public:
     const std::string& GetPath() const;
 
 private:
-    struct Library;
+    struct VARKLE_LOCAL Library;
     explicit Plugin(std::unique_ptr<Library> library);
     std::unique_ptr<Library> library;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -20,28 +22,28 @@ enum class Kind
 };
 
 /// Runs the function on a worker thread, which is started when first needed. May be called from any thread.
-void RunInBackground(Kind kind, std::function<void()> work);
+VARKLE_API void RunInBackground(Kind kind, std::function<void()> work);
 
 /// Runs the function later on the main thread: when the host next calls RunMainThreadTasks. May be called from any
 /// thread.
-void RunOnMainThread(std::function<void()> work);
+VARKLE_API void RunOnMainThread(std::function<void()> work);
 
 /// Runs what was queued for the main thread, in order; what it queues in turn waits for the next call. Main thread
 /// only.
-void RunMainThreadTasks();
+VARKLE_API void RunMainThreadTasks();
 
 /// Returns how many pieces of work there are: background work that is queued or running and main-thread work that is
 /// queued.
-std::size_t CountWork();
+VARKLE_API std::size_t CountWork();
 /// True while there is any.
-bool HasWork();
+VARKLE_API bool HasWork();
 
 /// Sleeps until main-thread work is queued, all background work is done, or the time is over. Returns true when there
 /// is main-thread work.
-bool WaitForMainThreadTasks(std::chrono::milliseconds timeout);
+VARKLE_API bool WaitForMainThreadTasks(std::chrono::milliseconds timeout);
 
 /// Waits for all background work and ends the threads; later work starts them again. Main-thread work stays queued.
 /// Inside background work, which can't wait for itself, it does nothing.
-void Shutdown();
+VARKLE_API void Shutdown();
 
 } // namespace Varkle::Tasks

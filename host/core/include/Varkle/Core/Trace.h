@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 
 #include <chrono>
@@ -17,23 +18,23 @@ namespace Trace
 using Clock = std::chrono::steady_clock;
 
 /// Starts recording; forgets what was recorded before. Times in the file count from here.
-void Start();
+VARKLE_API void Start();
 
 /// Ends recording, writes the trace-event JSON file (see WriteFileAtomically for how, and for the errors) and forgets
 /// what was recorded, also when the file could not be written.
-Status Finish(const std::string& path);
+VARKLE_API Status Finish(const std::string& path);
 
 /// True between Start and Finish.
-bool IsOn();
+VARKLE_API bool IsOn();
 
 /// Adds a complete span of the calling thread. `category` is one of "operator", "pass", "pipeline", "shader", "file",
 /// "frame". Ignored while recording is off, and when the span began before the recording. Both texts are copied.
-void Add(std::string_view category, std::string_view name, Clock::time_point begin, Clock::time_point end);
+VARKLE_API void Add(std::string_view category, std::string_view name, Clock::time_point begin, Clock::time_point end);
 
 } // namespace Trace
 
 /// Records the time from its construction to its destruction as one span, when recording is on.
-class TraceSpan
+class VARKLE_API TraceSpan
 {
 public:
     TraceSpan(std::string_view category, std::string_view name);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Object.h"
 
 #include <cstdint>
@@ -49,7 +50,7 @@ struct OperatorInfo
 /// is a warning in the log that names the document and the line ("Docs/Operators/Texture/Blur.md:12: ..."); the rest is
 /// kept. An empty text gives a record without entries and no warning. The name and category come from the path
 /// ("Docs/Operators/<Category>/<Name>.md").
-OperatorInfo ParseOperatorDoc(const ObjectType* type, std::string_view docPath, std::string_view docText);
+VARKLE_API OperatorInfo ParseOperatorDoc(const ObjectType* type, std::string_view docPath, std::string_view docText);
 
 /// Compares a document with an instance of its operator and logs a warning, naming document and line, for every input,
 /// output, parameter, bundle list, type and list of enum values in which they differ, order included. Returns true when
@@ -58,10 +59,10 @@ OperatorInfo ParseOperatorDoc(const ObjectType* type, std::string_view docPath, 
 /// Enum values may be documented by their names or by the texts that are shown for them. What a bundle holds is
 /// compared when there is a bundle. On an operator that creates and removes parameters (one has
 /// ParameterFlag::Structure) those that are documented and absent, and those documented with the type "[Type]", agree.
-bool CheckOperatorDoc(const OperatorInfo& info, const Operator& op);
+VARKLE_API bool CheckOperatorDoc(const OperatorInfo& info, const Operator& op);
 
 /// Holds the operator types of the process. Main thread only.
-class TypeLibrary
+class VARKLE_API TypeLibrary
 {
 public:
     static TypeLibrary& Get();

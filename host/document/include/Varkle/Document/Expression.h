@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <memory>
 #include <string>
 #include <string_view>
@@ -35,7 +37,7 @@ struct ExpressionError
 ///
 /// Nothing in an expression can fail once it is parsed: 1/0 is infinite and sqrt(-1) is NaN. Numbers have a decimal
 /// point whatever the locale is.
-class Expression
+class VARKLE_API Expression
 {
 public:
     /// Parses a text of at most 10,000 bytes with parentheses at most 200 deep that has exactly one value.
@@ -55,7 +57,7 @@ public:
     const std::string& Text() const;
 
 private:
-    struct State; // keeps muParser out of this header
+    struct VARKLE_LOCAL State; // keeps muParser out of this header
 
     explicit Expression(std::unique_ptr<State> parsed);
 

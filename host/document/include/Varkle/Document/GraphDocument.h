@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 
 #include <filesystem>
@@ -15,7 +16,7 @@ class Graph;
 struct JsonValue;
 
 /// Tells one thing that is wrong with a document, and where.
-struct DocumentError
+struct VARKLE_API DocumentError
 {
     std::string file; ///< the name that the document was loaded under
     int line = 0;     ///< from 1; 0 when the error concerns the whole file
@@ -27,11 +28,11 @@ struct DocumentError
 };
 
 /// Joins errors into one text, a line each.
-std::string JoinErrors(const std::vector<DocumentError>& errors);
+VARKLE_API std::string JoinErrors(const std::vector<DocumentError>& errors);
 
 /// Holds a graph document as it was written: operators, parameter values and expressions, connections, in their order.
 /// Reading one needs no GPU and makes no operators. Copies are independent.
-class GraphDocument
+class VARKLE_API GraphDocument
 {
 public:
     /// Makes an empty document without operators.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Graph.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Document/GraphDocument.h"
@@ -25,7 +26,7 @@ struct LogLine
 /// This is the interface for programs that embed the library. Nothing here prints, ends the process or touches signals;
 /// errors come back as values, what operators have to say goes to the log (LogListener). Plug-ins must be loaded before
 /// (Plugin::Load) and stay loaded as long as the session lives. Main thread only.
-class GraphSession
+class VARKLE_API GraphSession
 {
 public:
     /// Reads, checks and builds a document. The error holds one line for everything that is wrong with it, or says that
@@ -98,7 +99,7 @@ public:
     double GetFrameRate() const;
 
 private:
-    struct State;
+    struct VARKLE_LOCAL State;
     explicit GraphSession(std::unique_ptr<State> state);
     std::unique_ptr<State> state;
 };

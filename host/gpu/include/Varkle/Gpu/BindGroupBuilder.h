@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Buffer.h"
 #include "Varkle/Gpu/Pipeline.h"
 #include "Varkle/Gpu/Texture.h"
@@ -12,7 +13,7 @@ namespace Varkle
 
 /// Builds a bind group for one group of a pipeline's layout, which follows from all bindings that the shader declares,
 /// used or not. A bind group fits every pipeline of the same shader and dynamic offsets.
-class BindGroupBuilder
+class VARKLE_API BindGroupBuilder
 {
 public:
     BindGroupBuilder(const RenderPipeline& pipeline, int group);

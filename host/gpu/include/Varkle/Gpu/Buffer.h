@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <cstdint>
 #include <memory>
 #include <webgpu/webgpu_cpp.h>
@@ -12,7 +14,7 @@ struct BufferStorage;
 /// Is a handle of a GPU buffer. Copies share the buffer; a default-constructed handle is empty. When the last handle
 /// goes, the buffer returns to a pool, from which the next one of the same size and usage is taken: what a new buffer
 /// holds is undefined until it is written.
-class Buffer
+class VARKLE_API Buffer
 {
 public:
     Buffer() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Texture.h"
 
 #include <vector>
@@ -19,7 +20,7 @@ struct FrameBufferFormat
 };
 
 /// Is a set of render targets of one size. Copies share the targets.
-class FrameBuffer
+class VARKLE_API FrameBuffer
 {
 public:
     FrameBuffer() = default;
@@ -44,6 +45,6 @@ private:
 
 /// Returns a frame buffer of the size with fresh targets, taken from the pool where it has fitting ones. A size that
 /// can't be made becomes the nearest that can (1 to the device's limit), with a warning in the log.
-FrameBuffer AllocateFrameBuffer(glm::ivec2 size, const FrameBufferFormat& format);
+VARKLE_API FrameBuffer AllocateFrameBuffer(glm::ivec2 size, const FrameBufferFormat& format);
 
 } // namespace Varkle

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 #include "Varkle/Gpu/Mesh.h"
 #include "Varkle/Gpu/Model.h"
@@ -33,7 +34,7 @@ namespace Varkle
 /// Source: Khronos, glTF 2.0 specification, ISO/IEC 12113:2022. The validator of Khronos finds no errors.
 /// Errors: the pixels or vertices could not be read back, the tree has more than 4,194,304 nodes (those that appear in
 /// several places count each time), or the file would be larger than 4 GiB.
-Result<std::vector<std::uint8_t>> EncodeGlb(const Mesh& mesh);
-Result<std::vector<std::uint8_t>> EncodeGlb(const Model& model);
+VARKLE_API Result<std::vector<std::uint8_t>> EncodeGlb(const Mesh& mesh);
+VARKLE_API Result<std::vector<std::uint8_t>> EncodeGlb(const Model& model);
 
 } // namespace Varkle

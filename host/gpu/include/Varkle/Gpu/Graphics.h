@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 
 #include <chrono>
@@ -58,60 +59,60 @@ namespace Graphics
 /// without a GPU, or empty for the best: what the environment variable VARKLE_ADAPTER names, else a discrete GPU, an
 /// integrated one, the CPU. Does nothing when the device exists. The error (a machine's) names the adapters that there
 /// are.
-Status Start(const std::string& adapter = {});
+VARKLE_API Status Start(const std::string& adapter = {});
 
 /// Returns the device; starts it with the defaults when Start was not called. Null when that fails, which is logged
 /// once.
-wgpu::Device GetDevice();
+VARKLE_API wgpu::Device GetDevice();
 /// Returns the queue, to which everything was submitted that the layer was asked for so far. Don't keep it: the layer
 /// gathers copies of buffers, and hands them over when the queue is asked for again.
-wgpu::Queue GetQueue();
-wgpu::Instance GetInstance();
+VARKLE_API wgpu::Queue GetQueue();
+VARKLE_API wgpu::Instance GetInstance();
 
 /// True when the device exists; never starts it.
-bool IsStarted();
+VARKLE_API bool IsStarted();
 
 /// Releases the device and everything that the layer keeps for it. Handles that are still held become empty of use.
-void Shutdown();
+VARKLE_API void Shutdown();
 
 /// Describes the adapter of the device (started when needed).
-AdapterInfo GetAdapterInfo();
+VARKLE_API AdapterInfo GetAdapterInfo();
 /// Describes every adapter that this machine offers, the best first, without making a device.
-std::vector<AdapterInfo> ListAdapters();
+VARKLE_API std::vector<AdapterInfo> ListAdapters();
 /// Returns the names of the features that the device has, sorted, as WebGPU spells them ("timestamp-query").
-std::vector<std::string> GetFeatureNames();
-bool HasFeature(wgpu::FeatureName feature);
+VARKLE_API std::vector<std::string> GetFeatureNames();
+VARKLE_API bool HasFeature(wgpu::FeatureName feature);
 /// Returns the limits of the device.
-const wgpu::Limits& GetLimits();
+VARKLE_API const wgpu::Limits& GetLimits();
 
 /// Runs what the GPU has finished: read-back callbacks, errors, a lost device. Call it once a frame.
-void ProcessEvents();
+VARKLE_API void ProcessEvents();
 /// Sleeps until a read-back has finished and ran its callback, or the time is over. Returns false when none is in
 /// flight.
-bool WaitForReadBack(std::chrono::milliseconds timeout);
+VARKLE_API bool WaitForReadBack(std::chrono::milliseconds timeout);
 /// Returns how many read-backs are in flight.
-std::size_t CountReadBacks();
+VARKLE_API std::size_t CountReadBacks();
 /// True while there is any.
-bool HasReadBacks();
+VARKLE_API bool HasReadBacks();
 /// Sleeps until everything that was asked for so far has been done by the GPU.
-void WaitForGpu();
+VARKLE_API void WaitForGpu();
 
 /// True when the device was lost (unplugged, reset, crashed driver); the reason is in the log and in GetLostReason.
-bool IsLost();
-std::string GetLostReason();
+VARKLE_API bool IsLost();
+VARKLE_API std::string GetLostReason();
 
-GpuCounters GetCounters();
-void ResetCounters();
+VARKLE_API GpuCounters GetCounters();
+VARKLE_API void ResetCounters();
 
 /// Starts measuring the GPU time of every pass, by the operator that submitted it. Returns false when the adapter has
 /// no timestamps.
-bool StartTimings();
+VARKLE_API bool StartTimings();
 /// Returns the GPU time by operator key since StartTimings, waiting for passes that are still under way.
-std::map<std::string, std::chrono::nanoseconds> CollectTimings();
+VARKLE_API std::map<std::string, std::chrono::nanoseconds> CollectTimings();
 
 /// Releases pooled textures and buffers that were not used for a while; call it once a frame. `all` releases every idle
 /// one.
-void TrimPools(bool all = false);
+VARKLE_API void TrimPools(bool all = false);
 
 } // namespace Graphics
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <cstdint>
 #include <glm/vec2.hpp>
 #include <memory>
@@ -20,13 +22,13 @@ enum class ImageFormat
 };
 
 /// Returns the usual file extension of a format with its leading point: ".png", ".jpg", ".bmp", ".tga".
-std::string_view GetImageFormatExtension(ImageFormat format);
+VARKLE_API std::string_view GetImageFormatExtension(ImageFormat format);
 
 /// Holds a picture in main memory: four 8-bit channels a pixel (red, green, blue, alpha; not premultiplied), rows
 /// without padding, top row first. A cheap handle: copies share the pixels, which never change once an image is made.
 /// An empty image (default-constructed, or the result of a failure) has no pixels and is 0 by 0. Safe to use from any
 /// thread.
-class Image
+class VARKLE_API Image
 {
 public:
     /// The largest picture: 32,768 pixels a side, and 2^28 pixels (16,384 by 16,384; 1 GiB of memory) in all. A file

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Texture.h"
 
 #include <glm/vec3.hpp>
@@ -9,7 +10,7 @@ namespace Varkle
 {
 
 /// Is the base of all materials. Operators make a new one for every execution; one that was handed on is not changed.
-class Material
+class VARKLE_API Material
 {
 public:
     virtual ~Material();
@@ -17,9 +18,11 @@ public:
 
 /// Shows a color, or a texture times that color, without light. Both are sRGB-encoded and shown as they are: 0.5 gives
 /// a pixel the level 128 of 255, and with a texture the encoded values are multiplied.
-class UnlitMaterial final : public Material
+class VARKLE_API UnlitMaterial final : public Material
 {
 public:
+    ~UnlitMaterial() override;
+
     /// Sets the color, red, green and blue from 0 to 1 as a picture holds them (not linear), and the alpha.
     void SetBaseColor(const glm::vec4& color) { baseColor = color; }
     void SetBaseColorTexture(const Texture& texture) { baseColorTexture = texture; }
@@ -36,9 +39,11 @@ private:
 ///
 /// All factors are linear, those of the base color and the emission, too. The textures of these two are sRGB-encoded,
 /// and decoded before they are multiplied; the other textures hold plain numbers.
-class GltfPbrMaterial final : public Material
+class VARKLE_API GltfPbrMaterial final : public Material
 {
 public:
+    ~GltfPbrMaterial() override;
+
     enum class AlphaMode
     {
         Opaque = 0, ///< alpha is ignored

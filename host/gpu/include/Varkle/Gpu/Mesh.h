@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Buffer.h"
 
 #include <memory>
@@ -32,17 +33,17 @@ inline constexpr AttributeSemantic Color0{"Color0", wgpu::VertexFormat::Float32x
 } // namespace Attributes
 
 /// Returns the bytes of one element of a vertex format: 12 for Float32x3. 0 for a number that is no format.
-unsigned GetVertexFormatSize(wgpu::VertexFormat format);
+VARKLE_API unsigned GetVertexFormatSize(wgpu::VertexFormat format);
 /// Returns the number of components: 3 for Float32x3. 0 for a number that is no format.
-unsigned GetVertexFormatComponents(wgpu::VertexFormat format);
+VARKLE_API unsigned GetVertexFormatComponents(wgpu::VertexFormat format);
 /// Returns the name as WebGPU's C++ header spells it: "Float32x3". "Unknown" for a number that is no format.
-std::string GetVertexFormatName(wgpu::VertexFormat format);
+VARKLE_API std::string GetVertexFormatName(wgpu::VertexFormat format);
 /// Returns the name as WebGPU's C++ header spells it: "TriangleList".
-std::string GetTopologyName(wgpu::PrimitiveTopology topology);
+VARKLE_API std::string GetTopologyName(wgpu::PrimitiveTopology topology);
 
 /// Is one named value per vertex, tightly packed in a GPU buffer (usages Vertex, Storage, CopySrc, CopyDst). Copies
 /// share the buffer.
-class Attribute
+class VARKLE_API Attribute
 {
 public:
     /// Makes an attribute without a name, vertices or a buffer.
@@ -69,7 +70,7 @@ private:
 
 /// Says how vertices make primitives: a list of indices in a GPU buffer (usages Index, Storage, CopySrc, CopyDst).
 /// Copies share the buffer.
-class Connectivity
+class VARKLE_API Connectivity
 {
 public:
     /// Makes a list of triangles without indices or a buffer.
@@ -95,7 +96,7 @@ private:
 /// Is a handle of a mesh: attributes in the order in which they were added, at most one connectivity, at most one
 /// material. Meshes never change: what adds something returns a new mesh that shares everything else. An empty handle
 /// is a mesh without anything.
-class Mesh
+class VARKLE_API Mesh
 {
 public:
     Mesh() = default;
@@ -119,7 +120,7 @@ public:
     [[nodiscard]] Mesh SetMaterial(std::shared_ptr<Material> material) const;
 
 private:
-    struct Data;
+    struct VARKLE_LOCAL Data;
     Data CopyData() const;
     std::shared_ptr<const Data> data;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Material.h"
 #include "Varkle/Gpu/Mesh.h"
 
@@ -12,7 +13,7 @@ namespace Varkle
 {
 
 /// Is one appearance of a mesh in a model.
-class MeshInstance
+class VARKLE_API MeshInstance
 {
 public:
     explicit MeshInstance(Mesh shownMesh) : mesh(std::move(shownMesh)) {}
@@ -24,7 +25,7 @@ private:
 
 /// Is a node of a model's tree: a transform relative to its parent, meshes, children. Copies share the children, which
 /// don't change any more; a tree may be as deep as memory allows.
-class ModelNode
+class VARKLE_API ModelNode
 {
 public:
     /// Makes a node with the identity as its transform, without meshes or children.
@@ -52,7 +53,7 @@ private:
 };
 
 /// Is a tree of nodes together with the textures and materials that its file listed. Copies share all of it.
-class Model
+class VARKLE_API Model
 {
 public:
     Model() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Texture.h"
 
 #include <glm/vec2.hpp>
@@ -25,7 +26,7 @@ class ManagedWindow;
 ///
 /// While it is interactive, the F key toggles fullscreen and Escape leaves it. A window that was closed by hand stays
 /// closed until it is asked to close and to open again.
-class OutputWindow
+class VARKLE_API OutputWindow
 {
 public:
     /// Makes a closed window; it is first shown by SetOpen.

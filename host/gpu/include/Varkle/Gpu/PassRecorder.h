@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Buffer.h"
 #include "Varkle/Gpu/FrameBuffer.h"
 #include "Varkle/Gpu/Pipeline.h"
@@ -14,7 +15,7 @@ namespace Varkle
 
 /// Records one render pass and submits it. Steps are chained and take effect in the order in which they are called; the
 /// frame buffer and the clear colour come first.
-class RenderPassRecorder
+class VARKLE_API RenderPassRecorder
 {
 public:
     RenderPassRecorder& BindFrameBuffer(const FrameBuffer& newFrameBuffer);
@@ -49,7 +50,7 @@ private:
 };
 
 /// Records one compute pass and submits it.
-class ComputePassRecorder
+class VARKLE_API ComputePassRecorder
 {
 public:
     ComputePassRecorder& BindPipeline(const ComputePipeline& pipeline);

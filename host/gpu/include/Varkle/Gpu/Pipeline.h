@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/FrameBuffer.h"
 #include "Varkle/Gpu/Shader.h"
 
@@ -19,7 +20,7 @@ struct BindingLayout;
 /// Is a handle of a render pipeline. It is created on the GPU when a pass first binds it; pipelines that were built
 /// alike are one object in the whole process, as long as a handle of one of them lives. A default-constructed handle is
 /// empty.
-class RenderPipeline
+class VARKLE_API RenderPipeline
 {
 public:
     RenderPipeline() = default;
@@ -33,7 +34,7 @@ private:
 };
 
 /// Is a handle of a compute pipeline, as RenderPipeline.
-class ComputePipeline
+class VARKLE_API ComputePipeline
 {
 public:
     ComputePipeline() = default;
@@ -47,7 +48,7 @@ private:
 };
 
 /// Is what a RenderPipelineBuilder was told: pipelines with equal descriptions are one.
-struct RenderPipelineDescription
+struct VARKLE_API RenderPipelineDescription
 {
     struct VertexBuffer
     {
@@ -68,7 +69,7 @@ struct RenderPipelineDescription
 
 /// Describes a render pipeline step by step: triangles, no culling, no blending, depth test only with a depth format.
 /// The entry points are the shader's first vertex and fragment stages ("vs_main" and "fs_main" in our WGSL).
-class RenderPipelineBuilder
+class VARKLE_API RenderPipelineBuilder
 {
 public:
     RenderPipelineBuilder& SetShader(const Shader& newShader);
@@ -90,7 +91,7 @@ private:
 };
 
 /// Describes a compute pipeline; the entry point is the shader's first compute stage ("main" in our WGSL).
-class ComputePipelineBuilder
+class VARKLE_API ComputePipelineBuilder
 {
 public:
     ComputePipelineBuilder& SetShader(const Shader& newShader);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Varkle/Core/DataPorts.h"
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Material.h"
 #include "Varkle/Gpu/Mesh.h"
 #include "Varkle/Gpu/Model.h"
@@ -15,7 +16,7 @@ namespace Varkle
 {
 
 /// Carries a texture out of an operator.
-class TextureOutput final : public DataOutput
+class VARKLE_API TextureOutput final : public DataOutput
 {
 public:
     using DataOutput::DataOutput;
@@ -38,7 +39,7 @@ private:
 };
 
 /// Takes a texture into an operator.
-class TextureInput final : public DataInput
+class VARKLE_API TextureInput final : public DataInput
 {
 public:
     using DataInput::DataInput;
@@ -56,7 +57,7 @@ public:
 };
 
 /// Is what a mesh connection carries.
-class MeshData
+class VARKLE_API MeshData
 {
 public:
     MeshData() = default;
@@ -68,7 +69,7 @@ private:
 };
 
 /// Carries a mesh out of an operator.
-class MeshOutput final : public DataOutput
+class VARKLE_API MeshOutput final : public DataOutput
 {
 public:
     using DataOutput::DataOutput;
@@ -90,7 +91,7 @@ private:
 };
 
 /// Takes a mesh into an operator.
-class MeshInput final : public DataInput
+class VARKLE_API MeshInput final : public DataInput
 {
 public:
     using DataInput::DataInput;
@@ -106,7 +107,7 @@ public:
 };
 
 /// Is what a material connection carries.
-class MaterialData
+class VARKLE_API MaterialData
 {
 public:
     MaterialData() = default;
@@ -118,7 +119,7 @@ private:
 };
 
 /// Carries a material out of an operator.
-class MaterialOutput final : public DataOutput
+class VARKLE_API MaterialOutput final : public DataOutput
 {
 public:
     using DataOutput::DataOutput;
@@ -140,7 +141,7 @@ private:
 };
 
 /// Takes a material into an operator.
-class MaterialInput final : public DataInput
+class VARKLE_API MaterialInput final : public DataInput
 {
 public:
     using DataInput::DataInput;
@@ -156,7 +157,7 @@ public:
 };
 
 /// Carries a model out of an operator.
-class ModelOutput final : public DataOutput
+class VARKLE_API ModelOutput final : public DataOutput
 {
 public:
     using DataOutput::DataOutput;
@@ -178,7 +179,7 @@ private:
 };
 
 /// Takes a model into an operator.
-class ModelInput final : public DataInput
+class VARKLE_API ModelInput final : public DataInput
 {
 public:
     using DataInput::DataInput;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Material.h"
 #include "Varkle/Gpu/Mesh.h"
 #include "Varkle/Gpu/Model.h"
@@ -75,7 +76,7 @@ struct SceneView
 /// A renderer keeps what it needs for the next picture of the same things, and the mesh, model or material that it
 /// showed last: have one for each view that goes on. Drawing the same things again creates nothing on the GPU. What
 /// belonged to a lost device is made anew. Belongs to the main thread, as all of the GPU layer.
-class SceneRenderer
+class VARKLE_API SceneRenderer
 {
 public:
     SceneRenderer();
@@ -97,7 +98,7 @@ public:
     std::optional<SceneFocus> GetFocus() const;
 
 private:
-    struct State;
+    struct VARKLE_LOCAL State;
     bool Begin();
     std::unique_ptr<State> state; // null before the first picture
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/ShaderReflection.h"
 
 #include <cstdint>
@@ -16,7 +17,7 @@ struct ShaderData;
 /// Is a handle of a shader: its source and what the source declares. Copies share it; a default-constructed handle is
 /// empty. The driver sees the source when a pipeline first needs it; errors are then logged with file, line and the
 /// line itself.
-class Shader
+class VARKLE_API Shader
 {
 public:
     Shader() = default;

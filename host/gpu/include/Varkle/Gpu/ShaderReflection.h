@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -94,7 +96,7 @@ enum class TextureSampleKind
 };
 
 /// One `@group(g) @binding(b)` variable of a shader, used or not.
-struct ShaderBinding
+struct VARKLE_API ShaderBinding
 {
     int group = 0;
     int binding = 0;
@@ -138,7 +140,7 @@ struct EntryPoint
 
 /// Says what a shader's source declares, so that pipelines, bind groups and uniform buffers can be laid out without
 /// asking the GPU. An empty shader has an empty reflection.
-struct ShaderReflection
+struct VARKLE_API ShaderReflection
 {
     std::vector<EntryPoint> entryPoints;   ///< in source order
     std::vector<ShaderBinding> bindings;   ///< sorted by group, then binding

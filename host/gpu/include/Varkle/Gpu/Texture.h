@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Image.h"
 
 #include <cstdint>
@@ -31,7 +32,7 @@ struct TextureViewOptions
 /// Is a handle of a two-dimensional GPU texture. Copies share the texture; a default-constructed handle is empty. What
 /// a texture shows never changes once it was handed on. When the last handle of a frame buffer's texture goes, it
 /// returns to a pool and is drawn into again: keep a handle for as long as you use views or bind groups of it.
-class Texture
+class VARKLE_API Texture
 {
 public:
     Texture() = default;
@@ -76,7 +77,7 @@ private:
 };
 
 /// Is a texture view together with the sampler that reads it. Keeps the texture alive.
-class TextureView
+class VARKLE_API TextureView
 {
 public:
     TextureView() = default;
@@ -93,11 +94,11 @@ private:
 };
 
 /// Returns a 1 by 1 opaque white texture.
-Texture GetDefaultWhiteTexture();
+VARKLE_API Texture GetDefaultWhiteTexture();
 /// Returns a 1 by 1 transparent black texture: what an unconnected input yields.
-Texture GetDefaultTexture();
+VARKLE_API Texture GetDefaultTexture();
 
 /// Returns the name of a format as WebGPU's C++ header spells it: "RGBA8Unorm".
-std::string GetTextureFormatName(wgpu::TextureFormat format);
+VARKLE_API std::string GetTextureFormatName(wgpu::TextureFormat format);
 
 } // namespace Varkle

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Buffer.h"
 #include "Varkle/Gpu/Shader.h"
 
@@ -20,7 +21,7 @@ struct UniformBufferData;
 /// value of another type than the member's is converted where WGSL would accept the same literal (whole numbers fit any
 /// scalar type that can hold them, floats fit f16), else refused with an error in the log, as is a name that the struct
 /// does not have. A proxy is used at once and not kept.
-class UniformProxy
+class VARKLE_API UniformProxy
 {
 public:
     /// Returns the proxy of a struct member by its name.
@@ -52,7 +53,7 @@ private:
 /// Is a GPU buffer laid out after a uniform struct of a shader: `blockCount` blocks, each aligned for dynamic offsets,
 /// with a copy in main memory that remembers what changed. Copies share the buffer; a default-constructed handle is
 /// empty.
-class UniformBuffer
+class VARKLE_API UniformBuffer
 {
 public:
     UniformBuffer() = default;

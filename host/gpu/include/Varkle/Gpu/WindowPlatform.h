@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 #include "Varkle/Gpu/Image.h"
 
@@ -62,7 +63,7 @@ enum class WindowEvent
 
 /// Is one window on a screen; it closes when destroyed. Requests may take effect later or, where the desktop does not
 /// allow it, never: GetState tells what is.
-class PlatformWindow
+class VARKLE_API PlatformWindow
 {
 public:
     PlatformWindow() = default;
@@ -100,7 +101,7 @@ public:
 };
 
 /// Is a system with displays and windows.
-class WindowPlatform
+class VARKLE_API WindowPlatform
 {
 public:
     /// Connects to the desktop of the machine. The error (a machine's) says why that is not possible: "There is no

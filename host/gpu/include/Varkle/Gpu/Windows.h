@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 #include "Varkle/Gpu/WindowPlatform.h"
 
@@ -17,19 +18,19 @@ namespace Varkle::Gui::Windows
 
 /// Lets windows open on the desktop of the machine. The error (a machine's) says that there is no display. A program
 /// that goes on without one has its windows closed, and the log says so at the first that should open.
-Status Start();
+VARKLE_API Status Start();
 /// Lets windows open on a platform of the caller's; replaces the one before, whose windows close.
-void Start(std::unique_ptr<WindowPlatform> platform);
+VARKLE_API void Start(std::unique_ptr<WindowPlatform> platform);
 /// Closes all windows; they open no more.
-void Stop();
-bool IsStarted();
+VARKLE_API void Stop();
+VARKLE_API bool IsStarted();
 
 /// Returns the displays that are connected, the main one first; empty before Start.
-std::vector<Display> GetDisplays();
+VARKLE_API std::vector<Display> GetDisplays();
 
 /// Takes in what users and desktop did, and brings windows in line with it: closes those that were closed by hand,
 /// toggles fullscreen by the keys, follows displays that come and go.
-void ProcessEvents();
+VARKLE_API void ProcessEvents();
 
 /// Says when pictures reach the screen.
 enum class Pace
@@ -40,22 +41,22 @@ enum class Pace
 
 /// Draws into every open window what it shows, where that changed. Waits while the GPU is more than one frame behind,
 /// not for displays.
-void Present(Pace pace = Pace::Display);
+VARKLE_API void Present(Pace pace = Pace::Display);
 
 /// Returns how many windows are open.
-std::size_t CountOpen();
+VARKLE_API std::size_t CountOpen();
 /// Returns the keys of the operators whose windows are open or closed, one for each window that was ever asked to open
 /// or to stay closed while its operator executed.
-std::vector<std::string> GetOwners();
+VARKLE_API std::vector<std::string> GetOwners();
 /// Returns how many windows were closed by hand since Start.
-std::size_t CountClosedByHand();
+VARKLE_API std::size_t CountClosedByHand();
 /// Returns the frames per second of the fastest display that shows an open window; 60 when none is open.
-float GetRefreshRate();
+VARKLE_API float GetRefreshRate();
 
 /// Keeps the windows of OutputWindows that are destroyed while it lives on the screen. The first OutputWindow that is
 /// opened by an operator with the same key takes its window over, with what the user did to it. What nobody took over
 /// closes when this ends. For programs that build their graph anew while people watch.
-class Keep
+class VARKLE_API Keep
 {
 public:
     Keep();

@@ -1,9 +1,8 @@
-#include "value/Suggestion.h"
-
-#include "value/Json.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <cstdint>
+#include <nlohmann/json.hpp>
 
 namespace Varkle
 {
@@ -53,17 +52,27 @@ std::size_t Distance(std::string_view a, std::string_view b, std::size_t limit)
     return std::min(row.back(), limit + 1);
 }
 
+bool IsContinuationByte(char c)
+{
+    return (c & 0xC0) == 0x80;
+}
+
 } // namespace
+
+std::string Escaped(std::string_view text)
+{
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
 
 std::string Quoted(std::string_view name)
 {
     if (name.size() <= LongestQuote)
-        return WriteJsonString(name);
+        return Escaped(name);
 
     std::size_t end = LongestQuote;
-    while (end > 0 && (name[end] & 0xC0) == 0x80) // not in the middle of a character
+    while (end > 0 && IsContinuationByte(name[end])) // not in the middle of a character
         --end;
-    return WriteJsonString(std::string(name.substr(0, end)) + "...");
+    return Escaped(std::string(name.substr(0, end)) + "...");
 }
 
 std::string Suggestion(std::string_view name, const std::vector<std::string>& known)
@@ -82,6 +91,47 @@ std::string Suggestion(std::string_view name, const std::vector<std::string>& kn
         nearestDistance = distance;
     }
     return nearest ? " (did you mean " + Quoted(*nearest) + "?)" : std::string();
+}
+
+std::string ToLower(std::string_view text)
+{
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), Folded);
+    return lower;
+}
+
+std::size_t GetCharacterLength(std::string_view text)
+{
+    if (text.empty())
+        return 0;
+    const auto first = std::uint8_t(text[0]);
+    if (first < 0x80)
+        return 1;
+
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || text.size() < length)
+        return 0;
+    if (!std::all_of(text.begin() + 1, text.begin() + std::ptrdiff_t(length), IsContinuationByte))
+        return 0;
+
+    const auto second = std::uint8_t(text[1]);
+    const bool tooLong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+    const bool surrogate = first == 0xED && second > 0x9F;
+    const bool beyondUnicode = first == 0xF4 && second > 0x8F;
+    return tooLong || surrogate || beyondUnicode ? 0 : length;
+}
+
+std::size_t FindInvalidUtf8(std::string_view text)
+{
+    std::size_t index = 0;
+    while (index < text.size())
+    {
+        const std::size_t length = GetCharacterLength(text.substr(index));
+        if (length == 0)
+            return index;
+        index += length;
+    }
+    return std::string_view::npos;
 }
 
 } // namespace Varkle

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Varkle/Core/Export.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,7 +32,7 @@ enum class JsonKind
 struct JsonMember;
 
 /// Holds one value of a JSON text and where it begins. Which of the data members count follows from the kind.
-struct JsonValue
+struct VARKLE_API JsonValue
 {
     JsonKind kind = JsonKind::Null;
     bool boolean = false;
@@ -45,7 +47,7 @@ struct JsonValue
 };
 
 /// True when two values say the same, wherever they stand: numbers of one value, members in one order.
-bool SaySame(const JsonValue& a, const JsonValue& b);
+VARKLE_API bool SaySame(const JsonValue& a, const JsonValue& b);
 
 /// Holds one member of an object and where its name begins.
 struct JsonMember
@@ -78,15 +80,10 @@ constexpr int DeepestJson = 200;
 /// Reads a JSON text (RFC 8259, UTF-8; a byte order mark at the start is skipped). Not JSON are, besides the grammar's
 /// own faults: bytes that are not UTF-8, text after the value, more than DeepestJson levels, and numbers beyond a
 /// double's range.
-JsonDocument ParseJson(std::string_view text);
-
-/// Returns the text as a JSON string with its quotes. Quotes, backslashes and control characters are escaped,
-/// everything else is kept as UTF-8; bytes that are not UTF-8 become U+FFFD, so that the string can always be read
-/// back.
-std::string WriteJsonString(std::string_view text);
+VARKLE_API JsonDocument ParseJson(std::string_view text);
 
 /// Returns the number with as few digits as read back as the same double. Magnitudes from 1e-6 to below 1e15 are
 /// written without an exponent, whole numbers without a point. JSON can't say infinity and NaN: they become "null".
-std::string FormatNumber(double number);
+VARKLE_API std::string FormatNumber(double number);
 
 } // namespace Varkle

@@ -1,4 +1,4 @@
-#include "value/Suggestion.h"
+#include "Varkle/Core/Text.h"
 
 #include "support/Catch.h"
 

@@ -154,7 +154,7 @@ TEST_CASE("A video .mp4 is H.264 that any player shows: its frames in order, at 
     }
 }
 
-TEST_CASE("A video .webm is VP9 and keeps alpha; .mp4 shows the picture over black")
+TEST_CASE("A video .webm is VP9 and keeps alpha, .mp4 shows the picture over black")
 {
     const TemporaryFolder folder;
     WriteGraph(folder, ColorOperator("a", R"([1, 0.4, 0, "frame / 4"])", R"("Texture Size": [32, 16])"));
@@ -179,7 +179,7 @@ TEST_CASE("A video .webm is VP9 and keeps alpha; .mp4 shows the picture over bla
     }
 }
 
-TEST_CASE("A video .mp4 of an odd size repeats the last column and row, and says so; .webm has any size")
+TEST_CASE("A video .mp4 of an odd size repeats the last column and row, and says so, .webm has any size")
 {
     const TemporaryFolder folder;
     std::string pixels = "P6 33 17 255\n"; // a PPM picture: black, but green on the right and at the bottom

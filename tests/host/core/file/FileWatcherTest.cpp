@@ -192,7 +192,7 @@ TEST_CASE("Folders, pipes and devices are no files, and a file in their place is
     CHECK(LookTwice(files) == Paths{inner});
 }
 
-TEST_CASE("Files that stay watched keep their change; those that come start with what is there")
+TEST_CASE("Files that stay watched keep their change, those that come start with what is there")
 {
     OneFile one;
     const std::string other = one.folder / "b";

@@ -492,7 +492,7 @@ TEST_CASE("An operator that does not publish leaves what it feeds alone")
     graph.Disconnect(sum.first);
 }
 
-TEST_CASE("A run for targets runs them and what feeds them; the others stay outdated")
+TEST_CASE("A run for targets runs them and what feeds them, the others stay outdated")
 {
     Graph graph;
     auto& source = Add<Source>(graph, "source");

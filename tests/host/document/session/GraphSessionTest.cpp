@@ -95,7 +95,7 @@ TEST_CASE("A relative path is taken from the folder of the document's file")
     CHECK(Get<Everything>(*session, "a").file.Value() == folder / "b.png");
 }
 
-TEST_CASE("A document with errors makes no session; the error has a line for each")
+TEST_CASE("A document with errors makes no session, the error has a line for each")
 {
     CHECK(OpeningError(R"({ "key": "a", "type": "Test.Sink", "inputs": { "Mesh Input": "b" } }, 3)") ==
           "g:2:62: operator \"a\": input \"Mesh Input\": there is no operator \"b\"\n"
@@ -360,7 +360,7 @@ TEST_CASE("A String parameter takes whatever text there is")
     }
 }
 
-TEST_CASE("A key may hold points; the longest that fits is meant")
+TEST_CASE("A key may hold points, the longest that fits is meant")
 {
     GraphSession session = OpenOperators(R"({ "key": "a", "type": "Test.Everything" },
 { "key": "a.b", "type": "Test.Everything" }, { "key": "x.y.", "type": "Test.Everything" })");

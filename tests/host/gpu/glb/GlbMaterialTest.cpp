@@ -186,7 +186,7 @@ TEST_CASE("An unlit material is written with the extension for it")
     CHECK(MaterialOf(files[3])["alphaMode"] == "BLEND");
 }
 
-TEST_CASE("An unlit color becomes the linear one that readers show as it was; alpha and texture stay as they are")
+TEST_CASE("An unlit color becomes the linear one that readers show as it was, alpha and texture stay as they are")
 {
     // On both sides of the end of the curve's straight part, which is 0.04045.
     const glm::vec4 colors[] = {{0.0f, 0.04f, 0.041f, 1.0f}, {0.25f, 0.5f, 0.75f, 0.5f}, {0.999f, 1.0f, 1e-6f, 0.0f}};

@@ -64,7 +64,7 @@ TEST_CASE("PBR Material is white, opaque, metallic, rough and without textures a
         CHECK_FALSE(texture);
 }
 
-TEST_CASE("PBR Material has its values as they are, also outside of 0 to 1; the alpha of the emission is left out")
+TEST_CASE("PBR Material has its values as they are, also outside of 0 to 1, and the alpha of the emission is left out")
 {
     OperatorRunner<PbrMaterial> runner;
     runner.SetColor("Base Color", {0.25, 0.5, 2.0, -0.75});

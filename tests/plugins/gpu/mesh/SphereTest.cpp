@@ -308,7 +308,7 @@ TEST_CASE("A sphere's normals and tangents are unit vectors, and on the smooth o
     }
 }
 
-TEST_CASE("A sphere of radius 0 is a point; its poles keep their normals")
+TEST_CASE("A sphere of radius 0 is a point, its poles keep their normals")
 {
     for (const bool smooth : {true, false})
     {

@@ -234,7 +234,7 @@ TEST_CASE("Slashes of a data URI may be escaped, as some writers do")
     CHECK(DescribeTextures(LoadBytes(text, "model.gltf")) == "9x1");
 }
 
-TEST_CASE("Textures show their images; one without an image, or with one that the file lacks, is empty")
+TEST_CASE("Textures show their images, one without an image, or with one that the file lacks, is empty")
 {
     GltfMaker maker;
     maker.json["images"] = {{{"uri", DataUri("image/png", MakePng({2, 1}, red))}},

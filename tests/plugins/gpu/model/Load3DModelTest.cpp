@@ -211,7 +211,7 @@ TEST_CASE("A mesh without indices, or with indices of another type, has no conne
     CHECK(Describe(LoadBytes(maker.ToBinary())) == "(Position:3 Normal:3)");
 }
 
-TEST_CASE("Only triangles are kept; a mesh without any leaves its node without meshes")
+TEST_CASE("Only triangles are kept, a mesh without any leaves its node without meshes")
 {
     GltfMaker maker = MakeTriangle();
     Json& primitives = maker.json["meshes"][0]["primitives"];

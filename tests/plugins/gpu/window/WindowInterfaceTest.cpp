@@ -79,7 +79,7 @@ TEST_CASE("Window Info has its parameters in their order, all but the last writt
     CHECK(runner.Get().GetType()->GetParent() == Operator::Type());
 }
 
-TEST_CASE("A new Window shows nothing until Open is turned on; then its window opens with the defaults")
+TEST_CASE("A new Window shows nothing until Open is turned on, then its window opens with the defaults")
 {
     const FakeDesktop desktop;
     OperatorRunner<WindowOperator> runner;

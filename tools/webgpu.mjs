@@ -5,7 +5,7 @@
 // the enumerations that the library was built with. Every struct and function that we use agrees between header and
 // library, but the numbers of WGPUTextureFormat and WGPUFeatureName moved in between: these two enumerations are
 // rewritten in the headers with the numbers from index.js. Enumerators that the library lacks get values it rejects.
-// WGPUInstanceDescriptor differs too; host/gpu/src/Device.cpp passes the library's own form.
+// WGPUInstanceDescriptor differs too; host/gpu/src/device/Adapters.cpp passes the library's own form.
 //
 // Usage: node tools/webgpu.mjs
 

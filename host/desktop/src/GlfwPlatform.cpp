@@ -1,9 +1,9 @@
-#include "window/GlfwPlatform.h"
+#include "GlfwPlatform.h"
 
+#include "GlfwWindow.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/WindowPlatform.h"
-#include "window/GlfwWindow.h"
-#include "window/X11Window.h"
+#include "X11Window.h"
 
 #include <GLFW/glfw3.h>
 #include <chrono>

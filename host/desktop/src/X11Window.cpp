@@ -1,4 +1,4 @@
-#include "window/X11Window.h"
+#include "X11Window.h"
 
 #include "Varkle/Core/Log.h"
 

@@ -1,7 +1,7 @@
-#include "window/GlfwWindow.h"
+#include "GlfwWindow.h"
 
-#include "window/GlfwPlatform.h"
-#include "window/X11Window.h"
+#include "GlfwPlatform.h"
+#include "X11Window.h"
 
 #include <GLFW/glfw3.h>
 #include <glm/common.hpp>

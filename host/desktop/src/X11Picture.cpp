@@ -1,4 +1,4 @@
-#include "window/X11Window.h"
+#include "X11Window.h"
 
 #define GLFW_EXPOSE_NATIVE_X11
 #include <GLFW/glfw3.h>

@@ -1,5 +1,6 @@
 #include "Command.h"
 #include "Console.h"
+#include "Desktop.h"
 #include "GraphOptions.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Windows.h"
@@ -38,7 +39,7 @@ std::string DescribeDevice()
 
 std::string DescribeDisplays()
 {
-    if (const Status started = Gui::Windows::Start(); !started)
+    if (const Status started = StartWindows(); !started)
         return fmt::format("display         none: {}\n", started.GetError().message);
     std::string text;
     for (const Gui::Display& display : Gui::Windows::GetDisplays())

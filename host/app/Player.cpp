@@ -1,6 +1,7 @@
 #include "Player.h"
 
 #include "Console.h"
+#include "Desktop.h"
 #include "GraphOptions.h"
 #include "Statistics.h"
 #include "Varkle/Core/Log.h"
@@ -64,7 +65,7 @@ Status Player::Open()
     Result<GraphDocument> document = ReadDocument(options.graph);
     if (!document)
         return document.GetError();
-    if (Status started = Windows::Start(); !started)
+    if (Status started = StartWindows(); !started)
         return started;
     if (Status started = StartGraphics(common); !started)
         return started;

@@ -2,7 +2,7 @@
 
 #include "GlfwWindow.h"
 #include "Varkle/Core/Log.h"
-#include "Varkle/Gpu/WindowPlatform.h"
+#include "Varkle/Desktop/Desktop.h"
 #include "X11Window.h"
 
 #include <GLFW/glfw3.h>
@@ -147,7 +147,7 @@ float ToDesktopScale(float scale)
     return std::round(scale * 96.0f) / 96.0f;
 }
 
-Result<std::unique_ptr<WindowPlatform>> WindowPlatform::Connect()
+Result<std::unique_ptr<WindowPlatform>> ConnectDesktop()
 {
     static std::weak_ptr<GlfwSession> s_session; // platforms that live at the same time share one
     std::shared_ptr<GlfwSession> session = s_session.lock();
@@ -166,3 +166,8 @@ Result<std::unique_ptr<WindowPlatform>> WindowPlatform::Connect()
 }
 
 } // namespace Varkle::Gui
+
+void VarkleConnectDesktop(Varkle::Result<std::unique_ptr<Varkle::Gui::WindowPlatform>>& desktop)
+{
+    desktop = Varkle::Gui::ConnectDesktop();
+}

@@ -51,6 +51,17 @@ void Succeed(const std::vector<std::string>& command)
     REQUIRE(outcome.status == 0);
 }
 
+// Returns the path of the file with that name somewhere in a folder.
+std::filesystem::path Find(const std::filesystem::path& folder, const std::string& name)
+{
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+    {
+        if (entry.path().filename() == name)
+            return entry.path();
+    }
+    return {};
+}
+
 std::vector<struct sigaction> SignalActions()
 {
     std::vector<struct sigaction> actions;
@@ -141,6 +152,16 @@ TEST_CASE("The installed package serves other projects, and runs from wherever i
     REQUIRE(rendered.status == 0);
     const Outcome info = ProgramRunner({prefix + "/bin/varkle", "info"}).Run();
     CHECK(Contains(info.output, "plug-in         " + prefix + "/"));
+
+    // A machine without a desktop renders all the same.
+    const auto desktop = Find(prefix, "libVarkleDesktop.so.0.1");
+    const auto away = std::filesystem::path(folder / "away");
+    std::filesystem::rename(desktop, away);
+    CHECK(render.Run().status == 0);
+    const Outcome played = ProgramRunner({prefix + "/bin/varkle", "play", example}).Run();
+    CHECK(played.status == 2);
+    CHECK(played.error.starts_with("error: There is no display: what shows windows can't be loaded ("));
+    std::filesystem::rename(away, desktop);
 
     // A project of its own.
     std::filesystem::copy(VARKLE_SOURCES "/examples/embed", folder / "project");

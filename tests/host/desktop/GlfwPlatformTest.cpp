@@ -1,5 +1,5 @@
+#include "Varkle/Desktop/Desktop.h"
 #include "Varkle/Gpu/Graphics.h"
-#include "Varkle/Gpu/WindowPlatform.h"
 #include "support/Catch.h"
 #include "support/VirtualDisplay.h"
 
@@ -20,7 +20,7 @@ constexpr Rgba8 blue{0, 0, 255};
 
 std::unique_ptr<WindowPlatform> ConnectOrThrow()
 {
-    Result<std::unique_ptr<WindowPlatform>> platform = WindowPlatform::Connect();
+    Result<std::unique_ptr<WindowPlatform>> platform = ConnectDesktop();
     if (!platform)
         throw std::runtime_error(platform.GetError().message);
     return std::move(*platform);
@@ -156,7 +156,7 @@ TEST_CASE("Without a display connecting is a machine's error that says what to d
     SECTION("when DISPLAY is not set")
     {
         const Environment environment("DISPLAY", nullptr);
-        const auto platform = WindowPlatform::Connect();
+        const auto platform = ConnectDesktop();
         REQUIRE_FALSE(platform);
         CHECK(platform.GetError().machine);
         CHECK(platform.GetError().message.rfind("There is no display: DISPLAY is not set; ", 0) == 0);
@@ -164,7 +164,7 @@ TEST_CASE("Without a display connecting is a machine's error that says what to d
     SECTION("when the X server doesn't answer")
     {
         const Environment environment("DISPLAY", ":none");
-        const auto platform = WindowPlatform::Connect();
+        const auto platform = ConnectDesktop();
         REQUIRE_FALSE(platform);
         CHECK(platform.GetError().machine);
         CHECK(platform.GetError().message.rfind("There is no display: DISPLAY is \":none\"", 0) == 0);

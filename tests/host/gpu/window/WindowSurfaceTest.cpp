@@ -1,5 +1,6 @@
 #include "window/WindowSurface.h"
 
+#include "Varkle/Desktop/Desktop.h"
 #include "Varkle/Gpu/FrameBuffer.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
@@ -68,7 +69,7 @@ public:
 
     static std::unique_ptr<WindowPlatform> Connect()
     {
-        Result<std::unique_ptr<WindowPlatform>> connected = WindowPlatform::Connect();
+        Result<std::unique_ptr<WindowPlatform>> connected = ConnectDesktop();
         REQUIRE(connected);
         return std::move(*connected);
     }

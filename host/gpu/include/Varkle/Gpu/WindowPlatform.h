@@ -11,9 +11,10 @@
 #include <vector>
 #include <webgpu/webgpu_cpp.h>
 
-// What output windows need of the system that shows them. The default is the desktop of the machine; an editor that has
-// a window library of its own, and tests, bring others. Positions and sizes are in physical pixels on the desktop that
-// all displays share, and those of a window are of its contents, without title bar and border. Main thread only.
+// What output windows need of the system that shows them. libVarkleDesktop has the desktop of the machine; an editor
+// that has a window library of its own, and tests, bring others. Positions and sizes are in physical pixels on the
+// desktop that all displays share, and those of a window are of its contents, without title bar and border. Main thread
+// only.
 namespace Varkle::Gui
 {
 
@@ -104,10 +105,6 @@ public:
 class VARKLE_API WindowPlatform
 {
 public:
-    /// Connects to the desktop of the machine. The error (a machine's) says why that is not possible: "There is no
-    /// display ...".
-    static Result<std::unique_ptr<WindowPlatform>> Connect();
-
     WindowPlatform() = default;
     /// All windows must have been closed.
     virtual ~WindowPlatform();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Varkle/Core/Export.h"
-#include "Varkle/Core/Result.h"
 #include "Varkle/Gpu/WindowPlatform.h"
 
 #include <cstddef>
@@ -16,10 +15,9 @@
 namespace Varkle::Gui::Windows
 {
 
-/// Lets windows open on the desktop of the machine. The error (a machine's) says that there is no display. A program
-/// that goes on without one has its windows closed, and the log says so at the first that should open.
-VARKLE_API Status Start();
-/// Lets windows open on a platform of the caller's; replaces the one before, whose windows close.
+/// Lets windows open on a platform, such as the desktop of the machine (Varkle/Desktop/Desktop.h); replaces the one
+/// before, whose windows close. Null is for a program that goes on without a display: its windows stay closed, and the
+/// log says so at the first that should open.
 VARKLE_API void Start(std::unique_ptr<WindowPlatform> platform);
 /// Closes all windows; they open no more.
 VARKLE_API void Stop();

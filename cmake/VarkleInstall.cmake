@@ -6,7 +6,7 @@ set(package "${CMAKE_INSTALL_LIBDIR}/cmake/Varkle")
 
 install(TARGETS VarkleCore VarkleGpu VarkleDesktop VarkleDocument VarkleRun EXPORT VarkleTargets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-install(TARGETS VarkleGpuOperators LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS VarkleGpuOperators LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/varkle/plugins")
 install(TARGETS varkle RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 foreach(library IN ITEMS core gpu desktop document run)
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/host/${library}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")

@@ -14,6 +14,7 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 # One folder for programs, one for libraries, as an installed tree has them: programs find their libraries beside them.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+set(VARKLE_PLUGIN_OUTPUT_DIRECTORY "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/varkle/plugins") # what programs load by themselves
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
 find_program(VARKLE_CCACHE ccache)

@@ -19,9 +19,9 @@ int main(int argc, char** argv)
     if (argc < 4)
         return Fail("usage: embed GRAPH KEY OUTPUT.png [KEY.PARAMETER=VALUE]");
 
-    const auto plugin = Varkle::Plugin::Load(Varkle::Plugin::GetDefaultPath());
-    if (!plugin)
-        return Fail(plugin.GetError().message);
+    const Varkle::LoadedPlugins loaded = Varkle::Plugin::LoadDefaults(); // stays alive as long as the graph
+    for (const Varkle::Error& error : loaded.errors)
+        std::fprintf(stderr, "%s\n", error.message.c_str());
 
     auto session = Varkle::GraphSession::Load(argv[1]);
     if (!session)

@@ -35,6 +35,7 @@ inline int StatusOf(const Error& error)
 struct CommonOptions
 {
     std::vector<std::string> plugins;
+    bool noDefaultPlugins = false;
     std::string adapter;
     std::string logLevel = "info";
     std::string trace;

@@ -3,6 +3,7 @@
 #include "Command.h"
 #include "CommandLine.h"
 #include "Console.h"
+#include "Varkle/Core/Log.h"
 #include "Varkle/Core/Tasks.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
@@ -23,9 +24,12 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common)
 {
     app.set_help_flag("--help,-h", "Print this help");
     app.set_version_flag("--version", "varkle " VARKLE_VERSION, "Print the version");
-    app.add_option("--plugin", common.plugins, "A plug-in to load instead of the one beside the program (repeatable)")
+    app.add_option("--plugin", common.plugins,
+                   "A plug-in to load besides those in the plug-in folder and in the folders of VARKLE_PLUGIN_PATH "
+                   "(repeatable)")
         ->type_name("PATH")
         ->allow_extra_args(false);
+    app.add_flag("--no-default-plugins", common.noDefaultPlugins, "Load only the plug-ins of --plugin");
     app.add_option("--adapter", common.adapter, "Part of a GPU adapter's name, or cpu (as VARKLE_ADAPTER)");
     app.add_option("--log", common.logLevel, "The least level to print: info, warning, error or none")
         ->type_name("LEVEL")
@@ -37,10 +41,14 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common)
 
 Status LoadPlugins(const CommonOptions& common, std::vector<Plugin>& plugins)
 {
-    std::vector<std::string> paths = common.plugins;
-    if (paths.empty())
-        paths.push_back(Plugin::GetDefaultPath());
-    for (const std::string& path : paths)
+    if (!common.noDefaultPlugins)
+    {
+        LoadedPlugins defaults = Plugin::LoadDefaults();
+        plugins = std::move(defaults.plugins);
+        for (const Error& error : defaults.errors) // the others may be all that is needed
+            LogWarning(error.message);
+    }
+    for (const std::string& path : common.plugins)
     {
         Result<Plugin> plugin = Plugin::Load(path);
         if (!plugin)

@@ -152,6 +152,7 @@ TEST_CASE("The installed package serves other projects, and runs from wherever i
     REQUIRE(rendered.status == 0);
     const Outcome info = ProgramRunner({prefix + "/bin/varkle", "info"}).Run();
     CHECK(Contains(info.output, "plug-in         " + prefix + "/"));
+    CHECK(Contains(info.output, "/varkle/plugins/libVarkleGpuOperators.so\n"));
 
     // A machine without a desktop renders all the same.
     const auto desktop = Find(prefix, "libVarkleDesktop.so.0.1");

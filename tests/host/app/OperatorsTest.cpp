@@ -32,7 +32,7 @@ TEST_CASE("The command operators lists the type and the summary of each operator
 
 TEST_CASE("The command operators --json lists the operators in the same order as objects")
 {
-    const Outcome outcome = Run({"operators", "--json", "--plugin", TEST_OPERATORS_PLUGIN});
+    const Outcome outcome = Run({"operators", "--json", "--no-default-plugins", "--plugin", TEST_OPERATORS_PLUGIN});
     CHECK(outcome.status == 0);
     CHECK(outcome.error == nothing);
     const Json json = Json::parse(outcome.output);
@@ -51,15 +51,44 @@ TEST_CASE("The command operators --json lists the operators in the same order as
         type.resize(width + 2, ' ');
         expected += type + info.at("summary").get<std::string>() + "\n";
     }
-    CHECK(Run({"operators", "--plugin", TEST_OPERATORS_PLUGIN}).output == expected);
+    CHECK(Run({"operators", "--no-default-plugins", "--plugin", TEST_OPERATORS_PLUGIN}).output == expected);
 }
 
-TEST_CASE("Several plug-ins are loaded in the order of --plugin")
+TEST_CASE("Plug-ins of --plugin are loaded after those of the plug-in folder, in their order, or alone")
 {
-    const Outcome outcome = Run({"operators", "--json", "--plugin", TEST_OPERATORS_PLUGIN, "--plugin", VARKLE_PLUGIN});
-    const Json json = Json::parse(outcome.output);
-    CHECK(json.front().at("type") == "Test.Speaker");
-    CHECK(json.back().at("type").get<std::string>().starts_with("Varkle."));
+    const auto ends = [](const std::vector<std::string>& options)
+    {
+        const Outcome outcome = Run(Joined({"operators", "--json"}, options));
+        CHECK(outcome.error == nothing);
+        const Json json = Json::parse(outcome.output);
+        return std::pair<std::string, std::string>(json.front().at("type"), json.back().at("type"));
+    };
+    const auto [first, last] = ends({"--plugin", TEST_OPERATORS_PLUGIN});
+    CHECK(first.starts_with("Varkle."));
+    CHECK(last.starts_with("Test."));
+    const auto [own, host] =
+        ends({"--no-default-plugins", "--plugin", TEST_OPERATORS_PLUGIN, "--plugin", VARKLE_PLUGIN});
+    CHECK(own == "Test.Speaker");
+    CHECK(host.starts_with("Varkle."));
+}
+
+TEST_CASE("Plug-ins of the folders of VARKLE_PLUGIN_PATH are loaded, and what can't be loaded there is a warning")
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_symlink(TEST_OPERATORS_PLUGIN, folder / "test.so");
+    WriteBytes(folder / "text.so", "this is no library");
+    const Outcome outcome =
+        Program({"operators"}).With("VARKLE_PLUGIN_PATH", folder.GetPath() + ":" + folder / "none").Run();
+    CHECK(outcome.status == 0);
+    CHECK(Contains(outcome.output, "Varkle.Texture.Blur "));
+    CHECK(Contains(outcome.output, "Test.Speaker "));
+    CHECK(outcome.error == "warning: could not load the plug-in " + folder / "text.so" +
+                               ": this is not a shared library.\nwarning: The folder of VARKLE_PLUGIN_PATH \"" +
+                               folder / "none" + "\" can't be read: No such file or directory.\n");
+    const Outcome without =
+        Program({"operators", "--no-default-plugins"}).With("VARKLE_PLUGIN_PATH", folder.GetPath()).Run();
+    CHECK(without.output == nothing);
+    CHECK(without.error == nothing);
 }
 
 TEST_CASE(
@@ -293,7 +322,7 @@ TEST_CASE("Help lists the commands and the options, of a command or of all")
     CHECK(all.status == 0);
     CHECK(all.error == nothing);
     for (const char* const name : {"render", "inspect", "check", "import", "operators", "describe", "info", "--plugin",
-                                   "--adapter", "--log", "--trace", "--stats", "--version"})
+                                   "--no-default-plugins", "--adapter", "--log", "--trace", "--stats", "--version"})
         CHECK(Contains(all.output, name));
     const Outcome one = Run({"render", "--help"});
     CHECK(one.status == 0);

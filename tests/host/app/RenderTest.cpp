@@ -308,7 +308,7 @@ TEST_CASE("Only what the chosen outputs need is run, and the operators without o
     WriteGraph(folder, ColorOperator("c", "[1, 0, 0]") + "," + Filter("first", "Test.Speaker", "c") + "," +
                            Filter("second", "Test.Speaker", "c") + "," + Filter("third", "Test.Speaker", "c") + "," +
                            Filter("sink", "Test.Sink", "third"));
-    const std::vector<std::string> plugins = {"--plugin", VARKLE_PLUGIN, "--plugin", TEST_OPERATORS_PLUGIN};
+    const std::vector<std::string> plugins = {"--plugin", TEST_OPERATORS_PLUGIN};
     const Outcome outcome = Render(folder, Joined({"--operator", "second"}, plugins));
     CHECK(outcome.status == 0);
     CHECK(outcome.output == nothing);
@@ -356,7 +356,7 @@ TEST_CASE("Rendering a graph with a window opens none and writes the other outpu
 TEST_CASE("A graph whose every output goes to a window runs and writes nothing")
 {
     const TemporaryFolder folder;
-    const std::vector<std::string> plugins = {"--plugin", VARKLE_PLUGIN, "--plugin", TEST_OPERATORS_PLUGIN};
+    const std::vector<std::string> plugins = {"--plugin", TEST_OPERATORS_PLUGIN};
     WriteGraph(folder, ColorOperator("c", R"(["frame / 8", 0, 0])") + "," + Filter("heard", "Test.Speaker", "c") + "," +
                            Filter("show", "Varkle.IO.System.Window", "heard"));
     const Outcome outcome = Render(folder, Joined({"--frames", "3", "--set", "show.Open=true"}, plugins));

@@ -60,7 +60,7 @@ public:
     /// Describes playing it.
     ProgramRunner Playing(const std::vector<std::string>& options = {}) const
     {
-        const std::vector<std::string> plugins = {"--plugin", VARKLE_PLUGIN, "--plugin", TEST_OPERATORS_PLUGIN};
+        const std::vector<std::string> plugins = {"--plugin", TEST_OPERATORS_PLUGIN};
         return Program(Joined(Joined({"play", "graph.varkle"}, plugins), options)).In(folder.GetPath());
     }
     /// Starts playing it.

@@ -138,12 +138,12 @@ TEST_CASE("A library exports nothing that its public headers do not name")
         {
             INFO("libVarkle" << name << " exports " << symbol);
             const std::vector<std::string> scopes = Scopes(symbol);
-            REQUIRE(scopes.size() > 1);
-            CHECK(scopes[0] == "Varkle");
-            for (std::size_t i = 1; i < scopes.size(); ++i)
+            REQUIRE(!scopes.empty());
+            CHECK(scopes[0].starts_with("Varkle")); // longer for functions of C, which have no scope
+            for (const std::string& scope : scopes)
             {
-                INFO("no public header has the word " << scopes[i]);
-                CHECK(words.contains(scopes[i]));
+                INFO("no public header has the word " << scope);
+                CHECK(words.contains(scope));
             }
         }
     }

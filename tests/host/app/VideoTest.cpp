@@ -343,8 +343,7 @@ TEST_CASE("An operator that carries nothing for some frames: its video begins bl
     const TemporaryFolder folder;
     WriteGraph(folder, fading + R"(, {"key": "gate", "type": "Test.Gate", "inputs": {"Texture Input": "a"},
                               "parameters": {"Open": "frame != 0 && frame != 1 && frame != 4"}})");
-    const Outcome outcome = Render(
-        folder, {"--output", "film.mp4", "--frames", "6", "--plugin", VARKLE_PLUGIN, "--plugin", GATE_OPERATOR_PLUGIN});
+    const Outcome outcome = Render(folder, {"--output", "film.mp4", "--frames", "6", "--plugin", GATE_OPERATOR_PLUGIN});
     CHECK(outcome.status == 1);
     CHECK(outcome.error == "error: The operator \"gate\" carries nothing after frame 0: its video begins black.\n"
                            "error: The operator \"gate\" carried nothing after 3 frames in all.\n");

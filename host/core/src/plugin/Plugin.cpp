@@ -1,15 +1,17 @@
 #include "Varkle/Core/Plugin.h"
 
 #include "Varkle/Core/FileImportRegistry.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/TypeLibrary.h"
+#include "plugin/PluginFile.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <optional>
 #include <set>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -34,25 +36,6 @@ std::set<void*>& LoadedHandles()
     return handles;
 }
 
-// Says what is wrong with the file before the linker, whose messages are for developers, has to.
-std::optional<std::string> FindFault(const fs::path& path)
-{
-    std::error_code code;
-    const fs::file_status status = fs::status(path, code);
-    if (status.type() == fs::file_type::not_found)
-        return "there is no such file";
-    if (fs::is_directory(status))
-        return "this is a folder";
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        return "the file can't be read";
-    char magic[4] = {};
-    file.read(magic, sizeof(magic));
-    if (std::string_view(magic, sizeof(magic)) != "\177ELF")
-        return "this is not a shared library";
-    return {};
-}
-
 // Returns the linker's last message, without the path that it often starts with.
 std::string GetLinkerMessage(const fs::path& path)
 {
@@ -60,6 +43,14 @@ std::string GetLinkerMessage(const fs::path& path)
     std::string text = message ? message : "the linker gives no reason";
     if (const std::string start = path.string() + ": "; text.starts_with(start))
         text.erase(0, start.size());
+    return text;
+}
+
+// For a sentence that goes on as a part of another.
+std::string WithoutPeriod(std::string text)
+{
+    if (text.ends_with('.'))
+        text.pop_back();
     return text;
 }
 
@@ -81,7 +72,7 @@ struct Plugin::Library
     Library& operator=(const Library&) = delete;
     ~Library();
 
-    // Calls the entry point and notes what it registers. Returns what was thrown, empty when nothing was.
+    // Calls the entry point and notes what it registers. Returns why the plug-in can't stay, empty when it can.
     std::string Enter(EntryPoint load);
 
     std::string path;
@@ -109,6 +100,7 @@ Plugin::Library::~Library()
 std::string Plugin::Library::Enter(EntryPoint load)
 {
     const std::vector<const ObjectType*> before = GetRegisteredTypes();
+    const std::size_t refusals = TypeLibrary::Get().GetRefusals().size();
     firstImporter = FileImportRegistry::Get().GetRegistrationCount();
     std::string failure;
     try
@@ -126,6 +118,8 @@ std::string Plugin::Library::Enter(EntryPoint load)
     importersEnd = FileImportRegistry::Get().GetRegistrationCount();
     types = GetRegisteredTypes();
     std::erase_if(types, [&](const ObjectType* type) { return std::ranges::find(before, type) != before.end(); });
+    if (failure.empty() && TypeLibrary::Get().GetRefusals().size() > refusals)
+        failure = WithoutPeriod(TypeLibrary::Get().GetRefusals()[refusals].message);
     return failure;
 }
 
@@ -137,7 +131,7 @@ Result<Plugin> Plugin::Load(const std::string& path)
     // With a folder in front the linker takes the path as it is, without one it would search the system's libraries.
     std::error_code code;
     const fs::path file = fs::absolute(path, code);
-    if (const auto fault = FindFault(file))
+    if (const auto fault = FindPluginFault(file))
         return fail(*fault);
     void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!handle)
@@ -164,12 +158,50 @@ Result<Plugin> Plugin::Load(const std::string& path)
 
 Plugin::Plugin(std::unique_ptr<Library> loadedLibrary) : library(std::move(loadedLibrary)) {}
 
-std::string Plugin::GetDefaultPath()
+std::string Plugin::GetDefaultFolder()
 {
     Dl_info info = {};
     dladdr(reinterpret_cast<const void*>(&LoadedHandles), &info);
     const fs::path library = info.dli_fname ? info.dli_fname : "";
-    return (library.parent_path() / "libVarkleGpuOperators.so").string();
+    return (library.parent_path() / "varkle" / "plugins").string();
+}
+
+LoadedPlugins Plugin::LoadDefaults()
+{
+    LoadedPlugins loaded;
+    std::set<fs::path> seen;
+    const auto loadFrom = [&](const std::string& folder, const std::string& named)
+    {
+        std::error_code code;
+        std::vector<fs::path> files;
+        for (fs::directory_iterator entry(folder, code), end; !code && entry != end; entry.increment(code))
+        {
+            if (entry->path().extension() == ".so")
+                files.push_back(entry->path());
+        }
+        if (code)
+            loaded.errors.push_back({named + " " + Quoted(folder) + " can't be read: " + code.message() + "."});
+        std::ranges::sort(files);
+        for (const fs::path& file : files)
+        {
+            std::error_code ignored; // then the path stays empty and Load says what is wrong
+            if (const fs::path real = fs::canonical(file, ignored); !real.empty() && !seen.insert(real).second)
+                continue;
+            if (Result<Plugin> plugin = Load(file.string()))
+                loaded.plugins.push_back(std::move(*plugin));
+            else
+                loaded.errors.push_back(plugin.GetError());
+        }
+    };
+    loadFrom(GetDefaultFolder(), "The plug-in folder");
+    const char* const variable = std::getenv("VARKLE_PLUGIN_PATH");
+    std::istringstream folders(variable ? variable : "");
+    for (std::string folder; std::getline(folders, folder, ':');)
+    {
+        if (!folder.empty())
+            loadFrom(folder, "The folder of VARKLE_PLUGIN_PATH");
+    }
+    return loaded;
 }
 
 Plugin::Plugin(Plugin&&) noexcept = default;

@@ -1,6 +1,5 @@
 #include "Varkle/Core/TypeLibrary.h"
 
-#include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"
 
 #include <algorithm>
@@ -15,27 +14,27 @@ TypeLibrary& TypeLibrary::Get()
     return library;
 }
 
-void TypeLibrary::RegisterOperator(OperatorInfo info)
+Status TypeLibrary::RegisterOperator(OperatorInfo info)
 {
+    const auto refuse = [this](const std::string& reason) { return refusals.emplace_back(Error{reason}); };
     if (!info.type)
-    {
-        LogWarning("The operator of the document \"" + info.documentPath + "\" has no type and is not registered.");
-        return;
-    }
-    const auto old = std::ranges::find_if(operators, [&](const OperatorInfo& known)
-                                          { return known.type->GetId() == info.type->GetId(); });
-    if (old == operators.end())
-    {
-        operators.push_back(std::move(info));
-        return;
-    }
-    LogWarning("The operator type \"" + info.type->GetId() + "\" is registered already; the new one replaces it.");
-    *old = std::move(info);
+        return refuse("The operator of the document " + Quoted(info.documentPath) + " has no type.");
+    if (Find(info.type->GetId()))
+        return refuse("The operator type " + Quoted(info.type->GetId()) + " is registered already.");
+    operators.push_back(std::move(info));
+    return Ok();
 }
 
 void TypeLibrary::UnregisterOperator(const ObjectType* type)
 {
     std::erase_if(operators, [&](const OperatorInfo& info) { return info.type == type; });
+    compared.erase(type);
+}
+
+void TypeLibrary::CheckDocumentOnce(const OperatorInfo& info, const Operator& op)
+{
+    if (compared.insert(info.type).second)
+        CheckOperatorDoc(info, op);
 }
 
 const OperatorInfo* TypeLibrary::Find(std::string_view typeId) const

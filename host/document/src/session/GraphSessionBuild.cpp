@@ -42,7 +42,6 @@ void GraphSession::State::Build()
 
 bool GraphSession::State::AddOperators()
 {
-    static std::unordered_set<const ObjectType*> s_compared; // documents are compared with their operators once
     const JsonValue* const list = document.root->Find("operators");
     for (std::size_t i = 0; list && i < list->elements.size(); ++i)
     {
@@ -54,8 +53,7 @@ bool GraphSession::State::AddOperators()
             Add(json.at, "no operator of the type " + Quoted(info->type->GetId()) + " could be made");
             continue;
         }
-        if (s_compared.insert(info->type).second)
-            CheckOperatorDoc(*info, *op);
+        TypeLibrary::Get().CheckDocumentOnce(*info, *op);
         settings.push_back({WeakObject(op), {}, 0});
     }
     return errors.empty();

@@ -8,7 +8,9 @@
 #include "support/LogRecorder.h"
 #include "support/TemporaryFolder.h"
 
+#include <cstdlib>
 #include <optional>
+#include <sys/stat.h>
 
 using namespace Varkle;
 
@@ -137,7 +139,86 @@ TEST_CASE("A plug-in file that is missing, a folder or no library is an error th
           "could not load the plug-in " + folder / "text.so" + ": this is not a shared library.");
     CHECK(LoadingError(folder / "empty.so") ==
           "could not load the plug-in " + folder / "empty.so" + ": this is not a shared library.");
-    CHECK(LoadingError(folder / "cut.so") == "could not load the plug-in " + folder / "cut.so" + ": file too short.");
+    CHECK(LoadingError(folder / "cut.so") == "could not load the plug-in " + folder / "cut.so" +
+                                                 ": the file is cut off: it has 4 bytes and should have at least 64.");
+}
+
+TEST_CASE("A plug-in file that is a pipe or a device is refused and not waited for")
+{
+    const TemporaryFolder folder;
+    REQUIRE(mkfifo((folder / "pipe.so").c_str(), 0600) == 0);
+    CHECK(LoadingError(folder / "pipe.so") ==
+          "could not load the plug-in " + folder / "pipe.so" + ": this is not a regular file.");
+    CHECK(LoadingError("/dev/zero") == "could not load the plug-in /dev/zero: this is not a regular file.");
+}
+
+TEST_CASE("A plug-in file that is cut off anywhere in what is loaded is refused")
+{
+    const TemporaryFolder folder;
+    const std::string whole = ReadBytes(GOOD_PLUGIN);
+    for (const std::size_t size :
+         {std::size_t(10), std::size_t(63), std::size_t(64), std::size_t(500), whole.size() / 4, whole.size() / 3})
+    {
+        WriteBytes(folder / "cut.so", whole.substr(0, size));
+        const std::string message = LoadingError(folder / "cut.so");
+        INFO(message);
+        CHECK(message.find("the file is cut off: it has " + std::to_string(size) + " bytes") != std::string::npos);
+    }
+}
+
+TEST_CASE("A plug-in that was built for another version is refused with both versions, and nothing of it runs")
+{
+    const LogRecorder log;
+    CHECK(LoadingError(OTHER_VERSION_PLUGIN) == "could not load the plug-in " OTHER_VERSION_PLUGIN
+                                                ": it was built for version 99.3 of Varkle, and this is version 0.1.");
+    CHECK(log.lines.empty());
+}
+
+TEST_CASE("A plug-in that registers a type that is there is refused and taken back, and the first one stays")
+{
+    const Result<Plugin> plugin = Plugin::Load(GOOD_PLUGIN);
+    REQUIRE(plugin);
+    const ObjectType* const type = TypeLibrary::Get().Find("Test.Good")->type;
+    const LogRecorder log;
+    CHECK(LoadingError(DOUBLE_PLUGIN) == "could not load the plug-in " DOUBLE_PLUGIN
+                                         ": The operator type \"Test.Good\" is registered already.");
+    REQUIRE(TypeLibrary::Get().Find("Test.Good"));
+    CHECK(TypeLibrary::Get().Find("Test.Good")->type == type);
+    CHECK(!TypeLibrary::Get().Find("Test.Own"));
+    CHECK(!FileImportRegistry::Get().FindType("a.own"));
+    CHECK(FileImportRegistry::Get().CreateOperator("a.good"));
+    CHECK(log.lines == std::vector<std::string>{"info: The plug-in with a type too many is unloaded."});
+}
+
+TEST_CASE("The default plug-ins are those of the folders of VARKLE_PLUGIN_PATH, by name, each file once")
+{
+    const TemporaryFolder first;
+    const TemporaryFolder second;
+    std::filesystem::copy(GOOD_PLUGIN, first / "b.so");
+    std::filesystem::create_symlink(first / "b.so", second / "again.so");
+    std::filesystem::copy(GOOD_PLUGIN, second / "z.so"); // registers the same type
+    WriteBytes(first / "a.so", "This is no library.");
+    WriteBytes(first / "notes.txt", "Neither is this.");
+    const std::string folders = first / "" + "::" + second / "" + ":" + first / "none";
+    setenv("VARKLE_PLUGIN_PATH", folders.c_str(), 1);
+    const LoadedPlugins loaded = Plugin::LoadDefaults();
+    unsetenv("VARKLE_PLUGIN_PATH");
+
+    REQUIRE(!loaded.plugins.empty());
+    CHECK(loaded.plugins.back().GetPath() == first / "b.so");
+    CHECK(TypeLibrary::Get().Find("Test.Good"));
+    std::vector<std::string> errors;
+    for (const Error& error : loaded.errors)
+    {
+        if (error.message.find(Plugin::GetDefaultFolder()) == std::string::npos) // may not have been built
+            errors.push_back(error.message);
+    }
+    CHECK(errors ==
+          std::vector<std::string>{"could not load the plug-in " + first / "a.so" + ": this is not a shared library.",
+                                   "could not load the plug-in " + second / "z.so" +
+                                       ": The operator type \"Test.Good\" is registered already.",
+                                   "The folder of VARKLE_PLUGIN_PATH \"" + first / "none" +
+                                       "\" can't be read: No such file or directory."});
 }
 
 TEST_CASE("A plug-in without both entry points is an error that names the missing one, and nothing of it runs")

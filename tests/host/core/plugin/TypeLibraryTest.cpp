@@ -1,3 +1,4 @@
+#include "Varkle/Core/Operator.h"
 #include "Varkle/Core/TypeLibrary.h"
 
 #include "support/Catch.h"
@@ -70,34 +71,50 @@ TEST_CASE("The type library finds an operator by category and name in either cas
     CHECK(!library.FindByPath(""));
 }
 
-TEST_CASE("An operator type whose id is registered already takes the old one's place, with a warning")
+TEST_CASE("An operator type whose id is registered already is refused, and the first one stays")
 {
     TypeLibrary library;
-    library.RegisterOperator(Describe(blur, "Texture", "Blur"));
-    library.RegisterOperator(Describe(window, "IO/System", "Window"));
-    const LogRecorder log;
-    library.RegisterOperator(Describe(otherBlur, "Texture", "Better Blur"));
-    CHECK(log.lines ==
-          std::vector<std::string>{
-              "warning: The operator type \"Test.Texture.Blur\" is registered already; the new one replaces it."});
-    REQUIRE(library.GetOperators().size() == 2);
-    CHECK(library.GetOperators()[0].type == &otherBlur);
-    CHECK(library.GetOperators()[0].name == "Better Blur");
-    CHECK(library.GetOperators()[1].type == &window);
+    CHECK(library.RegisterOperator(Describe(blur, "Texture", "Blur")));
+    const Status refused = library.RegisterOperator(Describe(otherBlur, "Texture", "Better Blur"));
+    REQUIRE(!refused);
+    CHECK(refused.GetError().message == "The operator type \"Test.Texture.Blur\" is registered already.");
+    REQUIRE(library.GetOperators().size() == 1);
+    CHECK(library.GetOperators()[0].type == &blur);
+    CHECK(library.GetOperators()[0].name == "Blur");
+    REQUIRE(library.GetRefusals().size() == 1);
+    CHECK(library.GetRefusals()[0].message == refused.GetError().message);
 }
 
-TEST_CASE("An operator without a type is refused with a warning")
+TEST_CASE("An operator without a type is refused")
 {
     TypeLibrary library;
-    const LogRecorder log;
     OperatorInfo info;
     info.documentPath = "Docs/Operators/Nothing.md";
-    library.RegisterOperator(info);
+    const Status refused = library.RegisterOperator(info);
+    REQUIRE(!refused);
+    CHECK(refused.GetError().message == "The operator of the document \"Docs/Operators/Nothing.md\" has no type.");
     CHECK(library.GetOperators().empty());
-    CHECK(
-        log.lines ==
-        std::vector<std::string>{
-            "warning: The operator of the document \"Docs/Operators/Nothing.md\" has no type and is not registered."});
+}
+
+TEST_CASE("A type's document is compared with an instance once for each registration, also at the same address")
+{
+    class Plain final : public Operator
+    {
+        void Execute(ExecutionContext&) override {}
+    };
+    TypeLibrary library;
+    OperatorInfo info = Describe(blur, "Texture", "Blur");
+    info.inputs.push_back({"Fish", "Texture", "", {}, {1, 0}, "", {}});
+    const Plain op;
+    const LogRecorder log;
+    for (const std::size_t warnings : {1U, 2U})
+    {
+        REQUIRE(library.RegisterOperator(info));
+        library.CheckDocumentOnce(info, op);
+        library.CheckDocumentOnce(info, op);
+        CHECK(log.lines.size() == warnings);
+        library.UnregisterOperator(&blur);
+    }
 }
 
 TEST_CASE("The type library forgets a type by its descriptor, not by its id")

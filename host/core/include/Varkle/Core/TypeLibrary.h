@@ -2,10 +2,12 @@
 
 #include "Varkle/Core/Export.h"
 #include "Varkle/Core/Object.h"
+#include "Varkle/Core/Result.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -67,11 +69,16 @@ class VARKLE_API TypeLibrary
 public:
     static TypeLibrary& Get();
 
-    /// Adds a type at the end. One whose id is registered already takes the place of the old record, with a warning. A
-    /// record without a type is refused, with a warning.
-    void RegisterOperator(OperatorInfo info);
+    /// Adds a type at the end. Refuses a record without a type, and one whose id is registered already. A plug-in may
+    /// ignore that: Plugin::Load looks at what was refused and takes the plug-in back.
+    Status RegisterOperator(OperatorInfo info);
     /// Forgets a type; plug-ins' types are forgotten when their library is unloaded.
     void UnregisterOperator(const ObjectType* type);
+    /// Returns the errors of all registrations that were refused so far, in their order.
+    const std::vector<Error>& GetRefusals() const { return refusals; }
+
+    /// Compares a type's document with an instance (CheckOperatorDoc), once for each registration of the type.
+    void CheckDocumentOnce(const OperatorInfo& info, const Operator& op);
 
     /// Returns the records in the order of registration.
     const std::vector<OperatorInfo>& GetOperators() const { return operators; }
@@ -83,6 +90,8 @@ public:
 
 private:
     std::vector<OperatorInfo> operators;
+    std::vector<Error> refusals;
+    std::unordered_set<const ObjectType*> compared; // registered types only: an address may be another type's later
 };
 
 } // namespace Varkle

@@ -63,10 +63,11 @@ int main(int argc, char** argv)
 {
     bool failed = false;
     const LogListener listener(
-        [&failed](LogLevel level, std::string_view text)
+        [&failed](const LogLine& line)
         {
-            failed = failed || level == LogLevel::Error;
-            std::fprintf(stderr, "%s: %s\n", std::string(GetLogLevelName(level)).c_str(), std::string(text).c_str());
+            failed = failed || line.level == LogLevel::Error;
+            std::fprintf(stderr, "%s: %s\n", std::string(GetLogLevelName(line.level)).c_str(),
+                         GetPrintedText(line).c_str());
         });
     Effort effort;
     std::string_view filter;

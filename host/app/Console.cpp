@@ -101,16 +101,16 @@ void PrintLines(std::string_view prefix, std::string_view text)
 } // namespace
 
 Console::Console(std::string_view level)
-    : least(LeastLevel(level)), listener([this](LogLevel l, std::string_view text) { Hear(l, text); })
+    : least(LeastLevel(level)), listener([this](const LogLine& line) { Hear(line); })
 {
 }
 
-void Console::Hear(LogLevel level, std::string_view text)
+void Console::Hear(const LogLine& line)
 {
     const std::lock_guard lock(mutex);
-    lines.push_back({level, std::string(text)});
-    if (int(level) >= least)
-        PrintLines(GetLogLevelName(level), text);
+    lines.push_back(line);
+    if (int(line.level) >= least)
+        PrintLines(GetLogLevelName(line.level), GetPrintedText(line));
 }
 
 std::vector<LogLine> Console::GetLines() const

@@ -25,7 +25,7 @@ public:
     bool HasErrors() const;
 
 private:
-    void Hear(LogLevel level, std::string_view text);
+    void Hear(const LogLine& line);
 
     int least;
     mutable std::mutex mutex;

@@ -21,8 +21,8 @@ struct LogRecorder
     }
 
     std::vector<std::string> lines;
-    LogListener listener{[this](LogLevel level, std::string_view text)
-                         { lines.push_back(std::string(GetLogLevelName(level)) + ": " + std::string(text)); }};
+    LogListener listener{[this](const LogLine& line)
+                         { lines.push_back(std::string(GetLogLevelName(line.level)) + ": " + line.text); }};
 };
 
 } // namespace Varkle

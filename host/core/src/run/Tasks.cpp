@@ -21,7 +21,11 @@ namespace Varkle::Tasks
 namespace
 {
 
-using Work = std::function<void()>;
+struct Work
+{
+    std::function<void()> function;
+    std::string operatorKey; // of the operator that asked for it: what it logs comes from there
+};
 
 // The threads of one kind and what waits for them.
 struct Crew
@@ -63,7 +67,7 @@ std::string Run(const Work& work, const char* what)
 {
     try
     {
-        work();
+        work.function();
     }
     catch (const std::exception& error)
     {
@@ -78,6 +82,7 @@ std::string Run(const Work& work, const char* what)
 
 void RunBackgroundWork(const Work& work)
 {
+    const LogScope scope(work.operatorKey);
     const std::string failure = Run(work, "A background task");
     if (!failure.empty())
         RunOnMainThread([failure] { LogError(failure); });
@@ -99,7 +104,7 @@ void RunWorker(State& state, Crew& crew)
         crew.queue.pop_front();
         lock.unlock();
         RunBackgroundWork(work);
-        work = nullptr; // before the lock: destructors of what it captured may ask for work
+        work = {}; // before the lock: destructors of what it captured may ask for work
         lock.lock();
         if (--state.unfinished == 0)
             state.changed.notify_all();
@@ -124,8 +129,9 @@ bool Staff(State& state, Crew& crew)
 
 } // namespace
 
-void RunInBackground(Kind kind, std::function<void()> work)
+void RunInBackground(Kind kind, std::function<void()> function)
 {
+    Work work{std::move(function), LogScope::GetOperatorKey()};
     State& state = GetState();
     Crew& crew = kind == Kind::FileIo ? state.fileIo : state.compute;
     std::unique_lock lock(state.mutex);
@@ -143,8 +149,9 @@ void RunInBackground(Kind kind, std::function<void()> work)
     crew.wake.notify_one();
 }
 
-void RunOnMainThread(std::function<void()> work)
+void RunOnMainThread(std::function<void()> function)
 {
+    Work work{std::move(function), LogScope::GetOperatorKey()};
     State& state = GetState();
     const std::lock_guard lock(state.mutex);
     state.mainQueue.push_back(std::move(work));
@@ -160,10 +167,13 @@ void RunMainThreadTasks()
         Work work = std::move(state.mainQueue.front());
         state.mainQueue.pop_front();
         lock.unlock();
-        const std::string failure = Run(work, "A task on the main thread");
-        work = nullptr; // as above
-        if (!failure.empty())
-            LogError(failure);
+        {
+            const LogScope scope(work.operatorKey);
+            const std::string failure = Run(work, "A task on the main thread");
+            if (!failure.empty())
+                LogError(failure);
+        }
+        work = {}; // as above
         lock.lock();
     }
 }

@@ -1,5 +1,6 @@
 #include "device/ReadBacks.h"
 
+#include "Varkle/Core/Log.h"
 #include "buffer/BufferPool.h"
 #include "device/GpuInternals.h"
 #include "texture/Swizzle.h"
@@ -26,6 +27,7 @@ enum class Progress
 struct ReadBack
 {
     std::function<void(Image)> done;
+    std::string operatorKey; // of the operator that asked: what `done` logs comes from there
     glm::ivec2 size{0, 0};
     std::uint32_t channels = 0; // stored ones, a byte each
     std::uint32_t pitch = 0;    // bytes from row to row
@@ -144,6 +146,7 @@ void Finish(ReadBack& readBack)
         readBack.buffer.Unmap();
         BufferPool::Give(std::move(readBack.buffer), readBack.generation);
     }
+    const LogScope scope(readBack.operatorKey);
     readBack.done(std::move(image));
 }
 
@@ -154,6 +157,7 @@ void Texture::ReadPixelsAsync(std::function<void(Image)> done) const
     ++Internal::Counters().readBacks;
     const auto readBack = std::make_shared<ReadBack>();
     readBack->done = std::move(done);
+    readBack->operatorKey = LogScope::GetOperatorKey();
     Begin(readBack, *this);
     All().push_back(readBack);
 }

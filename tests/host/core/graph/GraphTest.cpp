@@ -726,7 +726,7 @@ TEST_CASE("A graph goes with all that is connected in it, in both directions")
 TEST_CASE("A graph refuses to run or to lose an operator while it runs")
 {
     Keys errors;
-    const LogListener listener([&](LogLevel, std::string_view text) { errors.emplace_back(text); });
+    const LogListener listener([&](const LogLine& line) { errors.push_back(line.text); });
     Graph graph;
     auto& first = Add<Source>(graph, "first");
     auto& second = Add<Source>(graph, "second");

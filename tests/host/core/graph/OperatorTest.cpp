@@ -277,10 +277,10 @@ TEST_CASE("An exception that leaves Execute is logged with the operator's key, a
 {
     Keys errors;
     const LogListener listener(
-        [&](LogLevel level, std::string_view text)
+        [&](const LogLine& line)
         {
-            CHECK(level == LogLevel::Error);
-            errors.emplace_back(text);
+            CHECK(line.level == LogLevel::Error);
+            errors.push_back(line.text);
         });
     Graph graph;
     auto& bad = Add<Source>(graph, "bad");

@@ -285,7 +285,7 @@ TEST_CASE("Other names make an enum's operator outdated, the same names do not")
 TEST_CASE("An enum shows labels, and leaves out labels of another number with a warning")
 {
     Keys warnings;
-    const LogListener listener([&](LogLevel, std::string_view text) { warnings.emplace_back(text); });
+    const LogListener listener([&](const LogLine& line) { warnings.push_back(line.text); });
     EnumParameter choice;
     choice.SetName("Type");
     choice.SetPossibleValues({"R8Unorm", "RG8Unorm"}, {"R (u8)", "RG (u8)"});

@@ -37,7 +37,7 @@ TEST_CASE("Every log listener hears every line")
 TEST_CASE("The log is heard on the thread that logs, before the call returns")
 {
     std::thread::id heardOn;
-    const LogListener listener([&](LogLevel, std::string_view) { heardOn = std::this_thread::get_id(); });
+    const LogListener listener([&](const LogLine&) { heardOn = std::this_thread::get_id(); });
     std::thread::id loggedOn;
     std::thread(
         [&]
@@ -54,15 +54,15 @@ TEST_CASE("What a log handler logs itself is heard by the other listeners and no
 {
     std::vector<std::string> heard;
     const LogListener echo(
-        [&](LogLevel, std::string_view text)
+        [&](const LogLine& line)
         {
-            heard.emplace_back(text);
-            LogInfo("echo of " + std::string(text));
+            heard.push_back(line.text);
+            LogInfo("echo of " + line.text);
         });
     LogRecorder log;
     LogInfo("line");
     CHECK(heard == std::vector<std::string>{"line"});
-    CHECK(log.lines == std::vector<std::string>{"info: echo of line", "info: line"});
+    CHECK(log.lines == std::vector<std::string>{"info: line", "info: echo of line"});
 }
 
 TEST_CASE("A log listener may end inside its own handler")
@@ -70,7 +70,7 @@ TEST_CASE("A log listener may end inside its own handler")
     int count = 0;
     std::optional<LogListener> listener;
     listener.emplace(
-        [&](LogLevel, std::string_view)
+        [&](const LogLine&)
         {
             listener.reset();
             ++count; // what the handler captured is still there
@@ -87,7 +87,7 @@ TEST_CASE("A log listener's end waits for the handler that runs on another threa
     std::atomic<bool> handled = false;
     std::optional<LogListener> listener;
     listener.emplace(
-        [&](LogLevel, std::string_view)
+        [&](const LogLine&)
         {
             entered.set_value();
             while (!ending)
@@ -106,7 +106,7 @@ TEST_CASE("A log handler is called by one thread at a time")
 {
     int lines = 0; // not atomic on purpose
     {
-        const LogListener listener([&](LogLevel, std::string_view) { ++lines; });
+        const LogListener listener([&](const LogLine&) { ++lines; });
         const auto work = []
         {
             for (int i = 0; i < 1000; ++i)
@@ -118,4 +118,63 @@ TEST_CASE("A log handler is called by one thread at a time")
         second.join();
     }
     CHECK(lines == 2000);
+}
+
+TEST_CASE("Two log handlers that log on two threads at once don't wait for each other for ever")
+{
+    std::promise<void> secondEntered;
+    std::promise<void> firstEntered;
+    std::atomic<int> echoes = 0;
+    const LogListener first(
+        [&](const LogLine& line)
+        {
+            echoes += line.text == "echo of two";
+            if (line.text != "one")
+                return;
+            firstEntered.set_value();
+            LogInfo("echo of one");
+        });
+    const LogListener second(
+        [&](const LogLine& line)
+        {
+            echoes += line.text == "echo of one";
+            if (line.text != "two")
+                return;
+            secondEntered.set_value();
+            firstEntered.get_future().wait(); // each handler runs now, and is held by its thread
+            LogInfo("echo of two");
+        });
+    std::thread two([] { LogInfo("two"); });
+    secondEntered.get_future().wait();
+    LogInfo("one");
+    two.join();
+    CHECK(echoes == 2);
+}
+
+TEST_CASE("A line of the log carries the operator in whose scope it was logged, on its thread only")
+{
+    std::vector<std::string> keys;
+    const LogListener listener([&](const LogLine& line) { keys.push_back(line.operatorKey); });
+    LogInfo("outside");
+    {
+        LogScope outer("outer");
+        LogInfo("in one");
+        {
+            const LogScope inner("inner");
+            LogError("in another");
+        }
+        LogError("back");
+        LogError("again");
+        CHECK(outer.GetFirstError() == "back");
+        std::thread([] { LogInfo("on a thread of its own"); }).join();
+    }
+    LogInfo("outside");
+    CHECK(keys == std::vector<std::string>{"", "outer", "inner", "outer", "outer", "", ""});
+}
+
+TEST_CASE("A line of an operator is printed with the operator in front, once")
+{
+    CHECK(GetPrintedText({LogLevel::Error, "No fish.", ""}) == "No fish.");
+    CHECK(GetPrintedText({LogLevel::Error, "No fish.", "soft"}) == "operator \"soft\": No fish.");
+    CHECK(GetPrintedText({LogLevel::Error, "soft: No fish.", "soft"}) == "operator \"soft\": No fish.");
 }

@@ -331,3 +331,24 @@ TEST_CASE("Background work runs at once where the system has no more threads")
         });
     CHECK(status == 0);
 }
+
+TEST_CASE("What a task logs comes from the operator that asked for it, through all that the task asks for in turn")
+{
+    std::vector<std::string> keys;
+    const LogListener listener([&](const LogLine& line) { keys.push_back(line.text + " " + line.operatorKey); });
+    {
+        const LogScope scope("asker");
+        Tasks::RunInBackground(Tasks::Kind::Compute,
+                               []
+                               {
+                                   Tasks::RunOnMainThread([] { LogInfo("main"); });
+                                   throw std::runtime_error("failure");
+                               });
+    }
+    Tasks::Shutdown();
+    {
+        const LogScope scope("other");
+        Tasks::RunMainThreadTasks();
+    }
+    CHECK(keys == std::vector<std::string>{"main asker", "A background task failed: failure. asker"});
+}

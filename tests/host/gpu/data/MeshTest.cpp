@@ -113,10 +113,10 @@ TEST_CASE("An attribute that no GPU buffer can hold has an empty one and says so
 
     std::vector<std::string> errors;
     const LogListener listener(
-        [&](LogLevel level, std::string_view text)
+        [&](const LogLine& line)
         {
-            if (level == LogLevel::Error)
-                errors.emplace_back(text);
+            if (line.level == LogLevel::Error)
+                errors.push_back(line.text);
         });
     const Attribute color(Attributes::Color0, count);
     CHECK_FALSE(color.GetBuffer());

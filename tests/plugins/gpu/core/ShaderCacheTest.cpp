@@ -26,7 +26,7 @@ TEST_CASE("A shader without a resource warns once and is kept like any other")
 {
     ShaderCache::Clear();
     int warnings = 0;
-    const LogListener listener([&](LogLevel level, std::string_view) { warnings += level == LogLevel::Warning; });
+    const LogListener listener([&](const LogLine& line) { warnings += line.level == LogLevel::Warning; });
     const Shader missing = ShaderCache::GetShader("Missing.wgsl");
     CHECK(ShaderCache::GetShader("Missing.wgsl") == missing);
     CHECK(missing.GetReflection().entryPoints.empty());
@@ -37,7 +37,7 @@ TEST_CASE("A shader without a resource warns once and is kept like any other")
 TEST_CASE("SPIR-V modules asked for together are one entry")
 {
     ShaderCache::Clear();
-    const LogListener silence([](LogLevel, std::string_view) {});
+    const LogListener silence([](const LogLine&) {});
     const Shader first = ShaderCache::GetShaderSpirv({"Noise/a.spv", "Noise/b.spv"});
     CHECK(ShaderCache::GetShaderSpirv({"Noise/a.spv", "Noise/b.spv"}) == first);
     CHECK(ShaderCache::GetSize() == 1);

@@ -578,7 +578,7 @@ TEST_CASE("Save Image reports on the main thread")
     fs::create_symlink("/dev/full", folder / "full.png");
     fs::create_directory(folder / "folder.png");
     std::vector<std::thread::id> threads;
-    const LogListener listener([&](LogLevel, std::string_view) { threads.push_back(std::this_thread::get_id()); });
+    const LogListener listener([&](const LogLine&) { threads.push_back(std::this_thread::get_id()); });
     Saver saver(folder);
     for (const char* const name : {"image", "full", "folder"})
     {

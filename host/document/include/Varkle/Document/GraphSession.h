@@ -15,13 +15,6 @@
 namespace Varkle
 {
 
-/// Is one line of the log, kept.
-struct LogLine
-{
-    LogLevel level = LogLevel::Info;
-    std::string text;
-};
-
 /// Runs a graph document: makes its operators, connects them, and goes from frame to frame, evaluating expressions.
 /// This is the interface for programs that embed the library. Nothing here prints, ends the process or touches signals;
 /// errors come back as values, what operators have to say goes to the log (LogListener). Plug-ins must be loaded before

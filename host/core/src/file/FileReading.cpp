@@ -1,6 +1,7 @@
 #include "Varkle/Core/FileReading.h"
 
 #include "Varkle/Core/Operator.h"
+#include "graph/OperatorState.h"
 
 #include <algorithm>
 
@@ -14,8 +15,9 @@ FileRead::FileRead(const std::filesystem::path& path) : span("file", path.native
         return;
     std::error_code code;
     const std::filesystem::path absolute = std::filesystem::absolute(path, code).lexically_normal();
-    if (!absolute.empty() && std::ranges::find(op->filesRead, absolute) == op->filesRead.end())
-        op->filesRead.push_back(absolute);
+    std::vector<std::filesystem::path>& files = op->state->filesRead;
+    if (!absolute.empty() && std::ranges::find(files, absolute) == files.end())
+        files.push_back(absolute);
 }
 
 } // namespace Varkle

@@ -17,7 +17,7 @@ DataOutput::DataOutput(Operator* op, std::string_view outputName) : owner(op), n
 DataOutput::~DataOutput()
 {
     while (!connections.empty())
-        connections.back()->SetConnection(nullptr);
+        connections.back()->Join(nullptr);
     std::erase(owner->outputs, this);
 }
 
@@ -56,7 +56,7 @@ DataInput::DataInput(Operator* op, std::string_view inputName) : owner(op), name
 DataInput::~DataInput()
 {
     if (connection)
-        SetConnection(nullptr);
+        Join(nullptr);
     if (owner && !list)
         std::erase(owner->inputs, this);
 }
@@ -70,6 +70,15 @@ Object* DataInput::GetParentObjectImplementation() const
 
 void DataInput::SetConnection(DataOutput* output)
 {
+    DataOutput* const before = connection;
+    Join(output);
+    if (Graph* const graph = owner->GetGraph())
+        graph->TellConnection(before, output, *this);
+}
+
+// Tells no observer: for objects that are going, of which they could not ask anything.
+void DataInput::Join(DataOutput* output)
+{
     if (connection)
     {
         // From the back: that is where the inputs of an output are undone one after the other.
@@ -79,8 +88,8 @@ void DataInput::SetConnection(DataOutput* output)
     connection = output;
     if (output)
         output->connections.push_back(this);
-    if (owner->graph)
-        owner->graph->ConnectionsChanged();
+    if (Graph* const graph = owner->GetGraph())
+        graph->ConnectionsChanged();
     owner->InputChanged();
 }
 
@@ -123,6 +132,7 @@ DataInput* DataInputList::AddInput()
         handlers.added(*element);
     if (handlers.changed)
         handlers.changed();
+    owner->StructureChanged();
     return element;
 }
 
@@ -132,10 +142,13 @@ void DataInputList::RemoveInput(DataInput* input)
         return;
     if (handlers.removing)
         handlers.removing(*input);
+    if (input->connection)
+        input->SetConnection(nullptr); // while it is still whole
     std::erase(inputs, input);
     std::erase_if(owned, [input](const auto& candidate) { return candidate.get() == input; });
     if (handlers.changed)
         handlers.changed();
+    owner->StructureChanged();
 }
 
 Object* DataInputList::GetParentObjectImplementation() const

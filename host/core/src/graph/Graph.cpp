@@ -2,11 +2,12 @@
 
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"
+#include "graph/GraphState.h"
+#include "graph/OperatorInputs.h"
+#include "graph/OperatorState.h"
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
-#include <utility>
 
 namespace Varkle
 {
@@ -48,47 +49,23 @@ bool DecidesItself(const Operator& op)
 #endif
 }
 
-// Calls `visit` with each operator that feeds `op` directly, once for each connection, in the order of the inputs.
-template<class Visit>
-void ForEachSource(const Operator& op, const Visit& visit)
-{
-    const auto visitSource = [&](const DataInput& input)
-    {
-        if (const DataOutput* const output = input.GetConnection())
-            visit(*output->GetOperator());
-    };
-    for (const Object* const object : op.GetInputs())
-    {
-        if (const auto* const input = dynamic_cast<const DataInput*>(object))
-            visitSource(*input);
-        else if (const auto* const list = dynamic_cast<const DataInputList*>(object))
-            std::ranges::for_each(list->GetInputs(), [&](const DataInput* element) { visitSource(*element); });
-    }
-}
-
-// Calls `visit` with each operator that `op` feeds directly, once for each connection.
-template<class Visit>
-void ForEachTarget(const Operator& op, const Visit& visit)
-{
-    for (const DataOutput* const output : op.GetOutputs())
-    {
-        for (const DataInput* const input : output->GetConnections())
-            visit(*input->GetOperator());
-    }
-}
-
 } // namespace
 
-Graph::Graph() = default;
+Graph::Graph() : state(std::make_unique<State>(*this)) {}
 
 Graph::~Graph()
 {
+    for (const auto& ear : state->observers)
+    {
+        if (ear)
+            ear->graph = nullptr;
+    }
     // All at once and without telling anyone: the connections are undone here, so that no operator has to search its
     // neighbours' lists when it goes.
     for (const std::unique_ptr<Operator>& op : operators)
     {
-        op->graph = nullptr;
-        op->complete = false;
+        op->state->graph = nullptr;
+        op->state->complete = false;
         for (DataOutput* const output : op->outputs)
         {
             for (DataInput* const input : output->connections)
@@ -120,22 +97,23 @@ Operator* Graph::Add(std::unique_ptr<Operator> op, std::string_view wantedKey)
         return nullptr;
     operators.push_back(std::move(op));
     Operator& added = *operators.back();
-    added.graph = this;
-    added.rank = nextRank++;
+    added.state->graph = this;
+    added.state->rank = state->nextRank++;
     added.SetKey(wantedKey.empty() ? added.GetKey() : std::string(wantedKey));
     if (DecidesItself(added))
-        polled.push_back(&added);
+        state->polled.push_back(&added);
     added.FinishConstruction();
-    Request(added);
+    state->Request(added);
+    state->Tell(&GraphHandlers::added, added);
     return &added;
 }
 
 void Graph::Remove(Operator* op)
 {
-    const auto found = std::ranges::find(operators, op, &std::unique_ptr<Operator>::get);
-    if (found == operators.end())
+    const auto isIt = [op](const std::unique_ptr<Operator>& candidate) { return candidate.get() == op; };
+    if (std::ranges::none_of(operators, isIt))
         return;
-    if (runningRank)
+    if (state->runningRank)
     {
         LogError("The operator \"" + op->GetKey() + "\" can't be removed while its graph runs.");
         return;
@@ -147,15 +125,20 @@ void Graph::Remove(Operator* op)
         while (!output->connections.empty())
             Disconnect(*output->connections.back());
     }
+    ForEachInput(*op,
+                 [](DataInput& input)
+                 {
+                     if (input.connection)
+                         input.SetConnection(nullptr);
+                 });
+    state->Tell(&GraphHandlers::removing, *op);
 
-    op->graph = nullptr;
-    op->complete = false;
-    selectionValid = false;
-    byKey.erase(op->GetKey());
-    std::erase(candidates, op);
-    std::erase(waiting, op);
-    std::erase(polled, op);
-    // Out of the list first: what its end sets off must find a graph in order.
+    op->state->graph = nullptr;
+    op->state->complete = false;
+    state->Forget(*op);
+    // Out of the list first: what its end sets off must find a graph in order. Looked for again, as observers may have
+    // changed the list.
+    const auto found = std::ranges::find_if(operators, isIt);
     const std::unique_ptr<Operator> removed = std::move(*found);
     operators.erase(found);
 }
@@ -173,13 +156,14 @@ void Graph::SetOrder(const std::vector<const Operator*>& order)
     if (std::ranges::is_sorted(operators, {}, place))
         return;
     std::ranges::stable_sort(operators, {}, place);
-    ranksValid = false;
+    state->ranksValid = false;
+    state->Tell(&GraphHandlers::reordered);
 }
 
 Operator* Graph::Find(std::string_view wantedKey) const
 {
-    const auto found = byKey.find(wantedKey);
-    return found == byKey.end() ? nullptr : found->second;
+    const auto found = state->byKey.find(wantedKey);
+    return found == state->byKey.end() ? nullptr : found->second;
 }
 
 Object* Graph::FindChildImplementation(std::string_view childKey)
@@ -190,6 +174,7 @@ Object* Graph::FindChildImplementation(std::string_view childKey)
 // Enters the operator under the nearest valid and free key, in place of the one that it has, and returns that key.
 std::string Graph::TakeKey(Operator& op, std::string_view wanted)
 {
+    State::ByKey<Operator*>& byKey = state->byKey;
     if (Find(op.GetKey()) == &op)
         byKey.erase(op.GetKey());
 
@@ -206,7 +191,7 @@ std::string Graph::TakeKey(Operator& op, std::string_view wanted)
     std::from_chars(free.data() + end, free.data() + free.size(), number);
     const std::string stem = free.substr(0, end);
     // Where the last search ended, so that a thousand operators of one name do not search a million times.
-    unsigned long& last = lastNumbers[stem];
+    unsigned long& last = state->lastNumbers[stem];
     last = std::max(last, number);
     do
         free = stem + std::to_string(++last);
@@ -256,7 +241,7 @@ Status Graph::CheckConnection(const DataOutput& output, Operator* target, const 
 {
     const auto quoted = [](const std::string& text) { return "\"" + text + "\""; };
     Operator& source = *output.owner;
-    if (source.graph != this || !target || target->graph != this)
+    if (source.GetGraph() != this || !target || target->GetGraph() != this)
         return Error{"The output " + quoted(output.name) + " and the input " + quoted(input) +
                      " are not both in this graph."};
     const std::string from = quoted(source.GetKey());
@@ -266,192 +251,32 @@ Status Graph::CheckConnection(const DataOutput& output, Operator* target, const 
                      to + " takes a " + std::string(dataType) + "."};
     if (&source == target)
         return Error{from + " can't feed itself: its output was to be connected to its own " + quoted(input) + "."};
-    if (Feeds(*target, source))
+    if (state->Feeds(*target, source))
         return Error{"Connecting " + from + " to " + quoted(input) + " of " + to + " would close a cycle: " + to +
                      " feeds " + from + " already."};
     return Ok();
 }
 
-// True when data flows from one operator to the other, directly or through others. Searches from both ends by turns, so
-// that the smaller side decides the cost: extending a chain, at either end, takes no search at all.
-bool Graph::Feeds(Operator& source, Operator& target)
-{
-    if (ranksValid && source.rank >= target.rank)
-        return false;
-    const unsigned long down = ++lastVisit;
-    const unsigned long up = ++lastVisit;
-    std::vector<Operator*> below{&source};
-    std::vector<Operator*> above{&target};
-    source.visited = down;
-    target.visited = up;
-    bool met = false;
-    const auto step = [&met](std::vector<Operator*>& open, unsigned long own, unsigned long other, const auto& forEach)
-    {
-        const Operator& op = *open.back();
-        open.pop_back();
-        forEach(op,
-                [&](Operator& next)
-                {
-                    met = met || next.visited == other;
-                    if (next.visited != own)
-                        open.push_back(&next);
-                    next.visited = own;
-                });
-    };
-    while (!met && !below.empty() && !above.empty())
-    {
-        step(below, down, up, [](const Operator& op, const auto& visit) { ForEachTarget(op, visit); });
-        if (!met)
-            step(above, up, down, [](const Operator& op, const auto& visit) { ForEachSource(op, visit); });
-    }
-    return met;
-}
-
 void Graph::Link(DataOutput& output, DataInput& input)
 {
-    if (output.owner->rank >= input.owner->rank)
-        ranksValid = false;
+    if (output.owner->state->rank >= input.owner->state->rank)
+        state->ranksValid = false;
     input.SetConnection(&output);
     if (input.list && input.list->handlers.changed)
         input.list->handlers.changed();
 }
 
-void Graph::Run()
+void Graph::ConnectionsChanged()
 {
-    if (targets)
-        selectionValid = false;
-    targets.reset();
-    RunSelection();
+    state->selectionValid = false;
 }
 
-void Graph::Run(const std::vector<Operator*>& wanted)
+void Graph::TellConnection(DataOutput* before, DataOutput* after, DataInput& input)
 {
-    if (targets != wanted)
-    {
-        targets = wanted;
-        selectionValid = false;
-    }
-    RunSelection();
-}
-
-void Graph::RunSelection()
-{
-    if (runningRank)
-    {
-        LogError("A graph can't be run while it runs.");
-        return;
-    }
-    UpdateRanks();
-    UpdateSelection();
-
-    queue.clear();
-    for (Operator* const op : candidates)
-        (IsSelected(*op) ? queue : waiting).push_back(op);
-    candidates.clear();
-    for (Operator* const op : polled)
-    {
-        if (!op->pending && IsSelected(*op))
-        {
-            op->pending = true;
-            queue.push_back(op);
-        }
-    }
-
-    ExecutionContext context;
-    std::ranges::make_heap(queue, std::greater(), &Operator::rank);
-    while (!queue.empty())
-    {
-        std::ranges::pop_heap(queue, std::greater(), &Operator::rank);
-        Operator& op = *queue.back();
-        queue.pop_back();
-        op.pending = false;
-        runningRank = op.rank;
-        if (op.Outdated())
-            op.Run(context);
-    }
-    runningRank.reset();
-}
-
-// Has the operator asked whether it is outdated: in the current run if its turn is still to come, else in the next one.
-void Graph::Request(Operator& op)
-{
-    if (op.pending)
-        return;
-    op.pending = true;
-    const bool stillToCome = runningRank && op.rank > *runningRank && IsSelected(op);
-    if (!stillToCome)
-    {
-        candidates.push_back(&op);
-        return;
-    }
-    queue.push_back(&op);
-    std::ranges::push_heap(queue, std::greater(), &Operator::rank);
-}
-
-void Graph::UpdateRanks()
-{
-    if (ranksValid)
-        return;
-    std::vector<Operator*> all;
-    all.reserve(operators.size());
-    for (const std::unique_ptr<Operator>& op : operators)
-        all.push_back(op.get());
-    nextRank = 0;
-    for (Operator* const op : CollectSources(all))
-        op->rank = nextRank++;
-    ranksValid = true;
-}
-
-void Graph::UpdateSelection()
-{
-    if (selectionValid)
-        return;
-    candidates.insert(candidates.end(), waiting.begin(), waiting.end());
-    waiting.clear();
-    if (targets)
-    {
-        ++selection;
-        for (Operator* const op : CollectSources(*targets))
-            op->selectedIn = selection;
-    }
-    selectionValid = true;
-}
-
-std::vector<Operator*> Graph::CollectSources(const std::vector<Operator*>& wanted)
-{
-    const unsigned long entered = ++lastVisit; // its sources are on their way
-    const unsigned long done = ++lastVisit;
-    std::vector<Operator*> found;
-    std::vector<Operator*> open;
-    for (Operator* const target : wanted)
-    {
-        if (target && target->graph == this)
-            open.push_back(target);
-        while (!open.empty())
-        {
-            Operator* const op = open.back();
-            if (op->visited == entered)
-            {
-                op->visited = done;
-                found.push_back(op);
-            }
-            if (op->visited == done)
-            {
-                open.pop_back();
-                continue;
-            }
-            op->visited = entered;
-            const auto first = std::ptrdiff_t(open.size());
-            ForEachSource(*op,
-                          [&](Operator& source)
-                          {
-                              if (source.visited != done)
-                                  open.push_back(&source);
-                          });
-            std::reverse(open.begin() + first, open.end()); // the first input's sources come first
-        }
-    }
-    return found;
+    if (before)
+        state->Tell(&GraphHandlers::disconnected, *before, input);
+    if (after)
+        state->Tell(&GraphHandlers::connected, *after, input);
 }
 
 } // namespace Varkle

@@ -1,8 +1,8 @@
 #include "Varkle/Core/Object.h"
 
-#include "Varkle/Core/Graph.h"
-#include "Varkle/Core/Operator.h"
 #include "Varkle/Core/Parameters.h"
+
+#include <utility>
 
 namespace Varkle
 {
@@ -64,10 +64,16 @@ const ObjectType* Object::GetType() const
 
 void Object::SetKey(std::string_view newKey)
 {
-    // A graph finds its operators by their keys.
-    auto* const op = dynamic_cast<Operator*>(this);
-    Graph* const graph = op ? op->GetGraph() : nullptr;
-    key = graph ? graph->TakeKey(*op, newKey) : std::string(newKey);
+    const std::string before = std::exchange(key, AdmitKey(newKey));
+    if (key != before)
+        KeyChanged();
+}
+
+void Object::KeyChanged() {}
+
+std::string Object::AdmitKey(std::string_view wanted)
+{
+    return std::string(wanted);
 }
 
 std::string Object::GetPath() const

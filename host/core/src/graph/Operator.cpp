@@ -1,10 +1,11 @@
 #include "Varkle/Core/Operator.h"
 
-#include "Varkle/Core/Graph.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Core/Trace.h"
+#include "graph/GraphState.h"
+#include "graph/OperatorState.h"
 
 #include <algorithm>
 #include <exception>
@@ -17,6 +18,19 @@ namespace
 {
 
 thread_local Operator* s_executing = nullptr;
+
+// Counts what is under way.
+class Held
+{
+public:
+    explicit Held(int& counter) : count(counter) { ++count; }
+    ~Held() { --count; }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+
+private:
+    int& count;
+};
 
 template<class T>
 T* FindByName(const std::vector<T*>& objects, std::string_view name)
@@ -46,10 +60,10 @@ Object* FindByKey(const std::vector<T*>& objects, std::string_view key)
 
 } // namespace
 
-Operator::Operator() = default;
+Operator::Operator() : state(std::make_unique<State>()) {}
 
 // By now the derived operator's members are gone; what remains are the parameters that AddParameter took over, which
-// leave the list of parameters as they go. Members are destroyed in reverse order, so the list outlives them.
+// leave the list of parameters as they go. Members are destroyed in reverse order, so list and state outlive them.
 Operator::~Operator() = default;
 
 const ObjectType* Operator::Type()
@@ -60,14 +74,14 @@ const ObjectType* Operator::Type()
 
 bool Operator::Outdated() const
 {
-    return !executed || dirty || inputChanged || parameterChanged;
+    return !state->executed || state->dirty || state->inputChanged || state->parameterChanged;
 }
 
 void Operator::UpdateStructure() {}
 
 void Operator::MarkDirty()
 {
-    dirty = true;
+    state->dirty = true;
     RequestExecution();
 }
 
@@ -80,6 +94,7 @@ void Operator::AddParameter(std::unique_ptr<Parameter>&& parameter)
         parameter->SetKey(parameter->GetName());
     Attach(*parameter);
     ownedParameters.push_back(std::move(parameter));
+    TellStructure();
 }
 
 void Operator::RemoveParameter(Parameter* parameter)
@@ -88,6 +103,7 @@ void Operator::RemoveParameter(Parameter* parameter)
         return;
     Detach(*parameter);
     std::erase_if(ownedParameters, [parameter](const auto& owned) { return owned.get() == parameter; });
+    TellStructure();
 }
 
 Parameter* Operator::FindParameter(std::string_view name) const
@@ -115,6 +131,31 @@ ParameterBundleList* Operator::FindBundleList(std::string_view name) const
     return FindByName(bundleLists, name);
 }
 
+Graph* Operator::GetGraph() const
+{
+    return state->graph;
+}
+
+unsigned long Operator::GetStructureVersion() const
+{
+    return state->structureVersion;
+}
+
+unsigned long Operator::GetExecutionCount() const
+{
+    return state->executionCount;
+}
+
+std::chrono::nanoseconds Operator::GetExecutionTime() const
+{
+    return state->executionTime;
+}
+
+const std::vector<std::filesystem::path>& Operator::GetFilesRead() const
+{
+    return state->filesRead;
+}
+
 Operator* Operator::Executing()
 {
     return s_executing;
@@ -122,7 +163,15 @@ Operator* Operator::Executing()
 
 Object* Operator::GetParentObjectImplementation() const
 {
-    return graph;
+    return state->graph;
+}
+
+// A graph finds its operators by their keys.
+std::string Operator::AdmitKey(std::string_view wanted)
+{
+    if (!state->graph)
+        return std::string(wanted);
+    return state->graph->TakeKey(*this, wanted);
 }
 
 Object* Operator::FindChildImplementation(std::string_view childKey)
@@ -134,6 +183,12 @@ Object* Operator::FindChildImplementation(std::string_view childKey)
     if (Object* const output = FindByKey(outputs, childKey))
         return output;
     return FindByKey(bundleLists, childKey);
+}
+
+void Operator::KeyChanged()
+{
+    if (state->complete && state->graph)
+        state->graph->state->Tell(&GraphHandlers::renamed, *this);
 }
 
 void Operator::Attach(Parameter& parameter)
@@ -152,67 +207,113 @@ void Operator::Detach(Parameter& parameter)
 
 void Operator::ParametersComeOrGo()
 {
-    ++structureVersion;
+    ++state->structureVersion;
+    state->structureChanged = true; // told later: the parameter is being made or destroyed
     MarkParametersChanged();
 }
 
-void Operator::ParameterChanged(const Parameter& parameter)
+void Operator::StructureChanged()
+{
+    state->structureChanged = true;
+    TellStructure();
+}
+
+// Tells of what came and went, once it is all there.
+void Operator::TellStructure()
+{
+    if (!state->structureChanged || state->structureHeld > 0 || !state->complete || !state->graph)
+        return;
+    state->structureChanged = false;
+    state->graph->state->Tell(&GraphHandlers::structureChanged, *this);
+}
+
+void Operator::CallUpdateStructure()
+{
+    {
+        const Held held(state->structureHeld);
+        UpdateStructure();
+    }
+    TellStructure();
+}
+
+void Operator::ParameterChanged(Parameter& parameter)
 {
     MarkParametersChanged();
-    if (complete && parameter.HasFlag(ParameterFlag::Structure))
-        UpdateStructure();
+    if (!state->complete)
+        return;
+    const bool updates = parameter.HasFlag(ParameterFlag::Structure);
+    if (state->graph)
+        state->graph->state->Tell(&GraphHandlers::valueChanged, parameter);
+    if (updates)
+        CallUpdateStructure();
 }
 
 // An operator that is executing is not outdated by what it does to its own parameters: the mark is cleared right after.
 void Operator::MarkParametersChanged()
 {
-    parameterChanged = true;
+    state->parameterChanged = true;
     if (s_executing != this)
         RequestExecution();
 }
 
 void Operator::InputChanged()
 {
-    inputChanged = true;
+    state->inputChanged = true;
     RequestExecution();
 }
 
 void Operator::FinishConstruction()
 {
-    complete = true;
-    UpdateStructure();
+    state->complete = true;
+    {
+        const Held held(state->structureHeld);
+        UpdateStructure();
+    }
+    state->structureChanged = false; // whoever is told of the operator sees it whole
 }
 
 void Operator::Run(ExecutionContext& context)
 {
     // Before Execute, so that MarkDirty inside it asks for the next run.
-    dirty = false;
-    inputChanged = false;
-    filesRead.clear();
+    state->dirty = false;
+    state->inputChanged = false;
+    state->filesRead.clear();
+    ++state->structureHeld;
 
-    const TraceSpan span("operator", GetKey());
+    const std::string ownKey = GetKey();
+    const TraceSpan span("operator", ownKey);
     const auto begin = std::chrono::steady_clock::now();
     Operator* const outer = std::exchange(s_executing, this); // one that runs a graph of its own
+    LogScope log(ownKey);
     try
     {
         Execute(context);
     }
     catch (const std::exception& exception)
     {
-        LogError("The operator \"" + GetKey() + "\" failed: " + exception.what());
+        LogError(std::string("The execution failed: ") + exception.what());
     }
     catch (...)
     {
-        LogError("The operator \"" + GetKey() + "\" failed for an unknown reason.");
+        LogError("The execution failed for an unknown reason.");
     }
     s_executing = outer;
-    executionTime += std::chrono::steady_clock::now() - begin;
-    ++executionCount;
-    executed = true;
+    state->executionTime += std::chrono::steady_clock::now() - begin;
+    ++state->executionCount;
+    state->executed = true;
 
     // After Execute, which reads the marks and may set parameters of its own.
-    parameterChanged = false;
+    state->parameterChanged = false;
     ClearParameterMarks();
+
+    --state->structureHeld;
+    TellStructure();
+    if (!state->graph)
+        return;
+    Graph::State& listeners = *state->graph->state;
+    listeners.Tell(&GraphHandlers::executed, *this);
+    if (!log.GetFirstError().empty())
+        listeners.Tell(&GraphHandlers::failed, *this, std::string_view(log.GetFirstError()));
 }
 
 void Operator::ClearParameterMarks()
@@ -233,8 +334,8 @@ void Operator::ClearParameterMarks()
 
 void Operator::RequestExecution()
 {
-    if (graph)
-        graph->Request(*this);
+    if (state->graph)
+        state->graph->state->Request(*this);
 }
 
 } // namespace Varkle

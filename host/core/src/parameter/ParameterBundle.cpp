@@ -29,6 +29,11 @@ const ObjectType* ParameterBundle::Type()
     return &type;
 }
 
+std::string ParameterBundle::AdmitKey(std::string_view wanted)
+{
+    return list.TakeKey(*this, wanted);
+}
+
 std::string ParameterBundle::GetName() const
 {
     if (!list.AreBundlesNumbered())
@@ -89,17 +94,15 @@ const ObjectType* ParameterBundleList::Type()
 
 ParameterBundle* ParameterBundleList::CreateBundle(std::string_view bundleName, std::string_view bundleKey)
 {
-    std::string freeKey(bundleKey);
-    while (freeKey.empty() || FindChild(freeKey))
-        freeKey = std::to_string(++nextKey);
     // The constructor is private.
-    owned.push_back(std::unique_ptr<ParameterBundle>(new ParameterBundle(*this, bundleName, freeKey)));
+    owned.push_back(std::unique_ptr<ParameterBundle>(new ParameterBundle(*this, bundleName, bundleKey)));
     ParameterBundle* const bundle = owned.back().get();
     bundles.push_back(bundle);
     if (handlers.fill)
         handlers.fill(*bundle);
     if (handlers.changed)
         handlers.changed();
+    owner->StructureChanged();
     return bundle;
 }
 
@@ -110,9 +113,28 @@ void ParameterBundleList::RemoveBundle(ParameterBundle* bundle)
     if (handlers.discard)
         handlers.discard(*bundle);
     std::erase(bundles, bundle);
+    byKey.erase(bundle->GetKey());
     std::erase_if(owned, [bundle](const auto& candidate) { return candidate.get() == bundle; });
     if (handlers.changed)
         handlers.changed();
+    owner->StructureChanged();
+}
+
+ParameterBundle* ParameterBundleList::FindBundle(std::string_view bundleKey) const
+{
+    const auto found = byKey.find(bundleKey);
+    return found == byKey.end() ? nullptr : found->second;
+}
+
+// Enters the bundle under a free key, in place of the one that it has, and returns that key.
+std::string ParameterBundleList::TakeKey(ParameterBundle& bundle, std::string_view wanted)
+{
+    if (FindBundle(bundle.GetKey()) == &bundle)
+        byKey.erase(bundle.GetKey());
+    std::string free(wanted);
+    while (free.empty() || !byKey.try_emplace(free, &bundle).second)
+        free = std::to_string(++nextKey);
+    return free;
 }
 
 Object* ParameterBundleList::GetParentObjectImplementation() const
@@ -122,8 +144,7 @@ Object* ParameterBundleList::GetParentObjectImplementation() const
 
 Object* ParameterBundleList::FindChildImplementation(std::string_view childKey)
 {
-    const auto found = std::ranges::find(bundles, childKey, &ParameterBundle::GetKey);
-    return found == bundles.end() ? nullptr : *found;
+    return FindBundle(childKey);
 }
 
 } // namespace Varkle

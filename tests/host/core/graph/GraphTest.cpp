@@ -1,8 +1,10 @@
 #include "core/TestOperators.h"
 #include "support/Catch.h"
+#include "support/LogRecorder.h"
 
 #include <algorithm>
 #include <random>
+#include <stdexcept>
 
 using namespace Varkle;
 
@@ -741,4 +743,32 @@ TEST_CASE("A graph refuses to run or to lose an operator while it runs")
     first.during = {};
     graph.Remove(&second);
     CHECK(graph.GetOperators().size() == 1);
+}
+
+TEST_CASE("An operator that throws when it is asked whether it is outdated is left out, and the graph goes on running")
+{
+    class Moody final : public Operator
+    {
+    public:
+        bool Outdated() const override
+        {
+            if (moody)
+                throw std::runtime_error("Ask me later.");
+            return Operator::Outdated();
+        }
+        void Execute(ExecutionContext&) override { ++executions; }
+
+        bool moody = true;
+        int executions = 0;
+    };
+    Graph graph;
+    auto& moody = Add<Moody>(graph, "moody");
+    Add<Source>(graph, "source");
+    const LogRecorder log;
+    CHECK(Run(graph) == Keys{"source"});
+    CHECK(log.lines == Keys{"error: The operator can't say whether it is outdated: Ask me later."});
+    moody.moody = false;
+    Run(graph);
+    CHECK(moody.executions == 1);
+    CHECK(log.lines.size() == 1);
 }

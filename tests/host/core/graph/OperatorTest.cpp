@@ -280,7 +280,7 @@ TEST_CASE("An exception that leaves Execute is logged with the operator's key, a
         [&](const LogLine& line)
         {
             CHECK(line.level == LogLevel::Error);
-            errors.push_back(line.text);
+            errors.push_back(GetPrintedText(line));
         });
     Graph graph;
     auto& bad = Add<Source>(graph, "bad");
@@ -291,8 +291,8 @@ TEST_CASE("An exception that leaves Execute is logged with the operator's key, a
     worse.during = [] { throw 5; };
 
     CHECK(Run(graph) == Keys{"bad", "worse", "sum"});
-    CHECK(errors == Keys{"The operator \"bad\" failed: The disk is full.",
-                         "The operator \"worse\" failed for an unknown reason."});
+    CHECK(errors == Keys{"operator \"bad\": The execution failed: The disk is full.",
+                         "operator \"worse\": The execution failed for an unknown reason."});
     CHECK(Operator::Executing() == nullptr);
     CHECK(sum.output.GetNumber() == 1.0); // what "bad" published before it failed
 

@@ -1,6 +1,8 @@
 #include "core/TestOperators.h"
 #include "support/Catch.h"
 
+#include <ctime>
+
 using namespace Varkle;
 
 namespace
@@ -213,4 +215,36 @@ TEST_CASE("The handlers are not called while the operator is destroyed")
     CHECK(discarded == 2);
     graph.Remove(inGraph);
     CHECK(discarded == 2);
+}
+
+TEST_CASE("A bundle is found by its key, which stays unique in its list when it is set anew")
+{
+    Weigh weigh;
+    ParameterBundle* const first = weigh.weightList.CreateBundle("", "first");
+    ParameterBundle* const second = weigh.weightList.CreateBundle("", "second");
+    CHECK(weigh.weightList.FindBundle("second") == second);
+    second->SetKey("other");
+    CHECK(weigh.weightList.FindBundle("other") == second);
+    CHECK(weigh.weightList.FindBundle("second") == nullptr);
+    second->SetKey("first");
+    CHECK(second->GetKey() != "first");
+    CHECK(weigh.weightList.FindBundle("first") == first);
+    CHECK(weigh.weightList.FindBundle(second->GetKey()) == second);
+    weigh.weightList.RemoveBundle(first);
+    CHECK(weigh.weightList.FindBundle("first") == nullptr);
+}
+
+TEST_CASE("Bundles are added in time that does not grow with their number")
+{
+    const auto timeOf = [](int count)
+    {
+        Weigh weigh;
+        const std::clock_t begin = std::clock(); // of this process alone
+        for (int i = 0; i < count; ++i)
+            weigh.inputs.AddInput();
+        return std::clock() - begin;
+    };
+    timeOf(100); // the first ones wake the memory
+    const std::clock_t few = timeOf(2000);
+    CHECK(timeOf(20000) < 60 * few); // 10 times as many; 100 times where each looks through all
 }

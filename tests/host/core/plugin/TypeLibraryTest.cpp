@@ -1,5 +1,5 @@
-#include "Varkle/Core/Operator.h"
 #include "Varkle/Core/TypeLibrary.h"
+#include "Varkle/Core/Operator.h"
 
 #include "support/Catch.h"
 #include "support/LogRecorder.h"

@@ -95,6 +95,7 @@ private:
     friend class DataOutput;
 
     void SetConnection(DataOutput* output);
+    void Join(DataOutput* output);
 
     Operator* owner = nullptr;
     DataInputList* list = nullptr;

@@ -4,13 +4,9 @@
 #include "Varkle/Core/Operator.h"
 #include "Varkle/Core/Result.h"
 
-#include <cstddef>
-#include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace Varkle
@@ -21,7 +17,7 @@ namespace Varkle
 /// graph.
 ///
 /// While an operator executes, the graph must not be changed: no operator may be added, removed or connected from
-/// within Execute. Remove and Run refuse that with an error in the log.
+/// within Execute. Remove and Run refuse that with an error in the log. GraphObserver tells of what happens in a graph.
 class VARKLE_API Graph final : public Object
 {
 public:
@@ -75,53 +71,21 @@ protected:
 
 private:
     friend class DataInput;
-    friend class Object;
+    friend class GraphObserver;
     friend class Operator;
 
-    // Lets keys be looked up without making a string.
-    struct KeyHash
-    {
-        using is_transparent = void;
-        std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>{}(key); }
-    };
-    template<class T>
-    using ByKey = std::unordered_map<std::string, T, KeyHash, std::equal_to<>>;
+    // Keys, observers and what decides who runs when: not part of what others are built for.
+    struct VARKLE_LOCAL State;
 
     std::string TakeKey(Operator& op, std::string_view wanted);
-
     Status CheckConnection(const DataOutput& output, Operator* target, const std::string& input,
                            const ObjectType* inputType, std::string_view dataType);
-    bool Feeds(Operator& source, Operator& target);
     void Link(DataOutput& output, DataInput& input);
-    void ConnectionsChanged() { selectionValid = false; }
-
-    void Request(Operator& op);
-    void RunSelection();
-    void UpdateRanks();
-    void UpdateSelection();
-    bool IsSelected(const Operator& op) const { return !targets || op.selectedIn == selection; }
+    void ConnectionsChanged();
+    void TellConnection(DataOutput* before, DataOutput* after, DataInput& input);
 
     std::vector<std::unique_ptr<Operator>> operators;
-    ByKey<Operator*> byKey;
-    ByKey<unsigned long> lastNumbers; // of the numbered keys, by what stands before the number
-
-    // Dependency order: an operator's rank is greater than that of all operators that feed it, while ranksValid.
-    std::size_t nextRank = 0;
-    bool ranksValid = true;
-    unsigned long lastVisit = 0; // tells searches apart
-
-    // The operators that run: all, or the targets and their sources.
-    std::optional<std::vector<Operator*>> targets;
-    unsigned long selection = 0;
-    bool selectionValid = true;
-
-    // Who is asked whether it is outdated. An operator that is marked becomes a candidate; what turns out not to be
-    // selected waits aside until the selection changes, so that it costs nothing on the runs between.
-    std::vector<Operator*> candidates;
-    std::vector<Operator*> waiting;
-    std::vector<Operator*> polled; // of classes that decide themselves: asked on every run
-    std::vector<Operator*> queue;  // of the current run; a heap with the least rank in front
-    std::optional<std::size_t> runningRank;
+    std::unique_ptr<State> state; // goes first: operators that end tell nobody
 };
 
 } // namespace Varkle

@@ -76,6 +76,10 @@ public:
 protected:
     virtual Object* GetParentObjectImplementation() const;
     virtual Object* FindChildImplementation(std::string_view childKey);
+    /// Called by SetKey: returns the key that the object gets, which is `wanted` unless its parent keeps keys apart.
+    virtual std::string AdmitKey(std::string_view wanted);
+    /// Called when SetKey has given the object another key.
+    virtual void KeyChanged();
 
 private:
     friend class PtrParameter;

@@ -6,7 +6,6 @@
 #include "Varkle/Core/Parameter.h"
 
 #include <chrono>
-#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -81,18 +80,18 @@ public:
     ParameterBundleList* FindBundleList(std::string_view name) const;
 
     /// Returns the graph that the operator is in, or null.
-    Graph* GetGraph() const { return graph; }
+    Graph* GetGraph() const;
 
     /// Grows with every parameter that comes or goes, so that holders of Parameter pointers know when to look again.
-    unsigned long GetStructureVersion() const { return structureVersion; }
+    unsigned long GetStructureVersion() const;
 
     /// How often Execute ran, and the time it took on this thread altogether.
-    unsigned long GetExecutionCount() const { return executionCount; }
-    std::chrono::nanoseconds GetExecutionTime() const { return executionTime; }
+    unsigned long GetExecutionCount() const;
+    std::chrono::nanoseconds GetExecutionTime() const;
 
     /// Returns the files that the latest execution read or tried to read (FileRead), as absolute paths without "." and
     /// "..", each once.
-    const std::vector<std::filesystem::path>& GetFilesRead() const { return filesRead; }
+    const std::vector<std::filesystem::path>& GetFilesRead() const;
 
     /// Returns the operator that is executing now, or null; GPU work, errors and files read are attributed to it. Null
     /// on every thread but the one on which it executes.
@@ -108,11 +107,19 @@ private:
     friend class DataInputList;
     friend class DataOutput;
 
+    // What the graph and this class note of the operator: not part of what plug-ins are built for.
+    struct VARKLE_LOCAL State;
+
+    std::string AdmitKey(std::string_view wanted) override;
+    void KeyChanged() override;
     void Attach(Parameter& parameter);
     void Detach(Parameter& parameter);
     void ParametersComeOrGo();
+    void StructureChanged();
+    void TellStructure();
+    void CallUpdateStructure();
     void MarkParametersChanged();
-    void ParameterChanged(const Parameter& parameter);
+    void ParameterChanged(Parameter& parameter);
     void InputChanged();
     void FinishConstruction();
     void Run(ExecutionContext& context);
@@ -123,24 +130,8 @@ private:
     std::vector<Object*> inputs;
     std::vector<DataOutput*> outputs;
     std::vector<ParameterBundleList*> bundleLists;
-    std::vector<std::unique_ptr<Parameter>> ownedParameters;
-    std::vector<std::filesystem::path> filesRead;
-
-    Graph* graph = nullptr;
-    unsigned long structureVersion = 0;
-    unsigned long executionCount = 0;
-    std::chrono::nanoseconds executionTime{0};
-    bool complete = false; // its constructors are done and its destruction has not begun
-    bool executed = false;
-    bool dirty = false;
-    bool inputChanged = false;
-    bool parameterChanged = false;
-
-    // The graph's book-keeping of this operator.
-    std::size_t rank = 0;         // position in dependency order
-    unsigned long visited = 0;    // the last search that came by
-    unsigned long selectedIn = 0; // the last selection of operators to run that it was part of
-    bool pending = false;         // waits to be asked whether it is outdated
+    std::unique_ptr<State> state;
+    std::vector<std::unique_ptr<Parameter>> ownedParameters; // they leave the lists as they go
 };
 
 } // namespace Varkle

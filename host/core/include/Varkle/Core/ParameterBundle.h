@@ -3,8 +3,12 @@
 #include "Varkle/Core/Export.h"
 #include "Varkle/Core/Parameter.h"
 
+#include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace Varkle
@@ -37,6 +41,7 @@ public:
 protected:
     Object* GetParentObjectImplementation() const override;
     Object* FindChildImplementation(std::string_view childKey) override;
+    std::string AdmitKey(std::string_view wanted) override;
 
 private:
     friend class ParameterBundleList;
@@ -70,13 +75,15 @@ public:
     ~ParameterBundleList() override;
 
     /// Adds a bundle at the end and calls the fill handler. A key that is empty or taken is replaced by one unique in
-    /// the list.
+    /// the list, here and where a bundle's key is set later.
     ParameterBundle* CreateBundle(std::string_view bundleName, std::string_view bundleKey);
     /// Calls the discard handler and destroys the bundle; a bundle of another list is left alone.
     void RemoveBundle(ParameterBundle* bundle);
 
     /// Returns the bundles in order.
     const std::vector<ParameterBundle*>& GetBundles() const { return bundles; }
+    /// Returns the bundle with the key, or null; in constant time.
+    ParameterBundle* FindBundle(std::string_view bundleKey) const;
 
     /// Says whether the bundles' names are shown with their numbers, counted from 1.
     void SetBundlesNumbered(bool on) { numbered = on; }
@@ -93,11 +100,23 @@ protected:
     Object* FindChildImplementation(std::string_view childKey) override;
 
 private:
+    friend class ParameterBundle;
+
+    // Lets keys be looked up without making a string.
+    struct VARKLE_LOCAL KeyHash
+    {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>{}(key); }
+    };
+
+    std::string TakeKey(ParameterBundle& bundle, std::string_view wanted);
+
     Operator* owner;
     std::string name;
     BundleHandlers handlers;
     std::vector<ParameterBundle*> bundles;
     std::vector<std::unique_ptr<ParameterBundle>> owned;
+    std::unordered_map<std::string, ParameterBundle*, KeyHash, std::equal_to<>> byKey;
     unsigned long nextKey = 0;
     bool numbered = false;
 };

@@ -1,6 +1,7 @@
 #include "Varkle/Core/FileWriting.h"
 
 #include "Varkle/Core/PendingFile.h"
+#include "Varkle/Core/Text.h"
 #include "file/WriteReason.h"
 
 #include <algorithm>
@@ -58,7 +59,8 @@ int WriteAndClose(int file, std::string_view bytes)
 
 Error MakeWriteError(const std::string& path, int reason)
 {
-    return {"could not write " + path + ": " + std::generic_category().message(reason) + ".", IsMachineReason(reason)};
+    return {"could not write " + Printable(path) + ": " + std::generic_category().message(reason) + ".",
+            IsMachineReason(reason)};
 }
 
 Status WriteFileAtomically(const std::string& path, std::string_view bytes)

@@ -75,6 +75,29 @@ std::string Quoted(std::string_view name)
     return Escaped(std::string(name.substr(0, end)) + "...");
 }
 
+std::string Printable(std::string_view text)
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string line;
+    while (!text.empty())
+    {
+        const std::size_t length = GetCharacterLength(text);
+        const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
+        text.remove_prefix(character.size());
+        const auto first = std::uint8_t(character[0]);
+        const bool isControl = (first < 0x20 && first != '\t') || first == 0x7f ||
+                               (first == 0xC2 && length == 2 && std::uint8_t(character[1]) < 0xA0);
+        if (length > 0 && !isControl)
+        {
+            line += character;
+            continue;
+        }
+        for (const char byte : character)
+            (line += "\\x") += {digits[std::uint8_t(byte) / 16], digits[std::uint8_t(byte) % 16]};
+    }
+    return line;
+}
+
 std::string Suggestion(std::string_view name, const std::vector<std::string>& known)
 {
     const std::string* nearest = nullptr;

@@ -1,5 +1,6 @@
 #include "Varkle/Document/GraphDocument.h"
 
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Document/Json.h"
 #include "Varkle/Document/JsonLayout.h"
@@ -39,9 +40,10 @@ Result<std::string> ReadFile(const std::string& path)
 
 std::string DocumentError::Text() const
 {
+    const std::string name = Printable(file);
     if (line == 0)
-        return file + ": " + message;
-    return file + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message;
+        return name + ": " + message;
+    return name + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message;
 }
 
 std::string JoinErrors(const std::vector<DocumentError>& errors)

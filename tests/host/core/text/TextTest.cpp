@@ -64,3 +64,13 @@ TEST_CASE("A very long name is cut between characters")
     CHECK(Quoted(std::string(201, 'a')) == "\"" + std::string(200, 'a') + "...\"");
     CHECK(Quoted(std::string(199, 'a') + "\xC3\xBC") == "\"" + std::string(199, 'a') + "...\"");
 }
+
+TEST_CASE("Printable text keeps to its line, is UTF-8 and holds no commands for a terminal")
+{
+    CHECK(Printable("h\xC3\xBC\tb.png") == "h\xC3\xBC\tb.png");
+    CHECK(Printable("a\nb\x1B[2J\x7F") == "a\\x0ab\\x1b[2J\\x7f");
+    CHECK(Printable("caf\xE9") == "caf\\xe9");
+    CHECK(Printable("\xC2\x9B"
+                    "2J") == "\\xc2\\x9b2J"); // what ESC [ is in one character
+    CHECK(Printable("").empty());
+}

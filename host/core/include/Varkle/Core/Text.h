@@ -20,6 +20,10 @@ VARKLE_API std::string Escaped(std::string_view text);
 /// longer than 200 bytes end in "..." before the closing quote.
 VARKLE_API std::string Quoted(std::string_view name);
 
+/// Returns a text that may come from anywhere, such as the name of a file, as it can stand in a line of a message:
+/// control characters (but tabs) and bytes that are not UTF-8 as "\\x0a".
+VARKLE_API std::string Printable(std::string_view text);
+
 /// Returns ` (did you mean "Radius"?)` with the known name that is nearest to a mistyped one, or an empty string when
 /// none is near or the name itself is known. The distance counts letters that are missing, added, wrong or swapped with
 /// their neighbour; upper and lower case (of ASCII letters) are the same. A third of the letters may differ, three at

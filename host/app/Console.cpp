@@ -1,14 +1,15 @@
 #include "Console.h"
 
 #include "Command.h"
+#include "Varkle/Core/Text.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -17,13 +18,6 @@ namespace Varkle
 
 namespace
 {
-
-volatile std::sig_atomic_t caughtSignal = 0;
-
-void NoteSignal(int signal)
-{
-    caughtSignal = signal;
-}
 
 int LeastLevel(std::string_view name)
 {
@@ -67,35 +61,24 @@ void PrintAboveStatusLine(std::string_view lines)
     WriteAll(STDERR_FILENO, std::string(eraseLine) + std::string(lines) + statusLine);
 }
 
-// Names from strangers' files may hold what a terminal takes as commands.
-std::string Harmless(std::string_view line)
-{
-    std::string text;
-    for (const char c : line)
-    {
-        constexpr std::string_view digits = "0123456789abcdef";
-        const auto code = static_cast<unsigned char>(c);
-        if ((code < 0x20 && c != '\t') || code == 0x7f)
-            (text += "\\x") += {digits[code / 16], digits[code % 16]};
-        else
-            text += c;
-    }
-    return text;
-}
-
-// A text of several lines gets the prefix on each. Empty lines at its end are not printed: texts of libraries have
-// them.
-void PrintLines(std::string_view prefix, std::string_view text)
+// Texts may hold what strangers' files do, which a terminal could take as commands. One of several lines gets the
+// prefix on each. Empty lines at its end are not printed: texts of libraries have them.
+std::string Prefixed(std::string_view prefix, std::string_view text)
 {
     text.remove_suffix(text.size() - (text.find_last_not_of('\n') + 1));
     std::string lines;
     do
     {
         const std::size_t end = std::min(text.find('\n'), text.size());
-        lines += std::string(prefix) + ": " + Harmless(text.substr(0, end)) + "\n";
+        lines += std::string(prefix) + ": " + Printable(text.substr(0, end)) + "\n";
         text.remove_prefix(std::min(end + 1, text.size()));
     } while (!text.empty());
-    PrintAboveStatusLine(lines);
+    return lines;
+}
+
+void PrintLines(std::string_view prefix, std::string_view text)
+{
+    PrintAboveStatusLine(Prefixed(prefix, text));
 }
 
 } // namespace
@@ -147,6 +130,14 @@ int PrintError(std::string_view message)
     return PrintError(Error{std::string(message)});
 }
 
+void TryToPrintError(std::string_view message)
+{
+    const std::unique_lock lock(terminalMutex, std::try_to_lock);
+    pollfd entry{STDERR_FILENO, POLLOUT, 0};
+    if (lock.owns_lock() && poll(&entry, 1, 0) == 1)
+        WriteAll(STDERR_FILENO, (statusLine.empty() ? "" : std::string(eraseLine)) + Prefixed("error", message));
+}
+
 void PrintNote(std::string_view text)
 {
     PrintAboveStatusLine(text);
@@ -172,38 +163,6 @@ int PrintOutput(std::string_view text)
 {
     const Status written = WriteOutput(text);
     return written ? int(Done) : PrintError(written.GetError());
-}
-
-void WatchForInterrupts()
-{
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    {
-        struct sigaction action = {};
-        sigaction(signal, nullptr, &action);
-        if (action.sa_handler == SIG_IGN)
-            continue;
-        action = {};
-        action.sa_handler = NoteSignal;
-        action.sa_flags = int(SA_RESETHAND); // the second one is not noted but obeyed
-        sigaction(signal, &action, nullptr);
-    }
-}
-
-bool WasInterrupted()
-{
-    return caughtSignal != 0;
-}
-
-void ForgetInterrupt()
-{
-    caughtSignal = 0;
-}
-
-void EndByInterrupt()
-{
-    std::signal(caughtSignal, SIG_DFL);
-    std::raise(caughtSignal);
-    std::_Exit(128 + caughtSignal);
 }
 
 HeldStandardError::HeldStandardError() : held(memfd_create("standard error", MFD_CLOEXEC))

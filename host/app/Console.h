@@ -41,6 +41,9 @@ void OccupyStandardStreams();
 int PrintError(const Error& error);
 int PrintError(std::string_view message);
 
+/// Prints an error unless that had to wait: for another thread that prints, or a pipe that nobody reads.
+void TryToPrintError(std::string_view message);
+
 /// Writes text to standard error as it is.
 void PrintNote(std::string_view text);
 
@@ -52,15 +55,6 @@ void ShowStatusLine(std::string_view text);
 Status WriteOutput(std::string_view bytes);
 /// Does the same, prints the error, and returns the exit status.
 int PrintOutput(std::string_view text);
-
-/// Takes note of Ctrl-C, SIGTERM and SIGHUP from now on, so that a run can end between two frames. A second one ends
-/// the program at once. A signal that the caller had ignored (nohup) stays ignored.
-void WatchForInterrupts();
-bool WasInterrupted();
-/// Forgets a signal that was noted, for runs that are meant to be ended by one.
-void ForgetInterrupt();
-/// Ends the process by the signal that was noted, so that the caller sees what happened.
-[[noreturn]] void EndByInterrupt();
 
 /// Holds back what is written to standard error while it lives.
 class HeldStandardError

@@ -46,8 +46,8 @@ Status CheckOperatorKeys(const GraphOptions& options, const Graph& graph)
         std::vector<std::string> known;
         for (const std::unique_ptr<Operator>& op : graph.GetOperators())
             known.push_back(op->GetKey());
-        return Error{fmt::format("--operator {}: there is no such operator in {}{}.", Quoted(key), options.graph,
-                                 Suggestion(key, known))};
+        return Error{fmt::format("--operator {}: there is no such operator in {}{}.", Quoted(key),
+                                 Printable(options.graph), Suggestion(key, known))};
     }
     return Ok();
 }
@@ -108,6 +108,14 @@ Result<FrameRange> ReadFrameRange(const std::string& text)
         return Error{
             fmt::format("--frames {}: the last frame that there is has the number {}.", Quoted(text), lastFrame)};
     return range;
+}
+
+std::string CheckFrameCount(const std::string& text)
+{
+    long long count = 0;
+    if (ReadWhole(text, count) && count >= 1 && count <= lastFrame)
+        return {};
+    return fmt::format("{}: it must be a whole number from 1 to {}", Quoted(text), lastFrame);
 }
 
 Status StartGraphics(const CommonOptions& common)

@@ -35,6 +35,9 @@ void AddDocumentOptions(CLI::App& command, std::string& graph, std::vector<std::
 /// Reads "N" (the first N frames) or "A..B".
 Result<FrameRange> ReadFrameRange(const std::string& text);
 
+/// Checks a number of frames that is not to be a range. Returns what is wrong with it, behind its option's name.
+std::string CheckFrameCount(const std::string& text);
+
 /// Starts the GPU as the options ask for.
 Status StartGraphics(const CommonOptions& common);
 

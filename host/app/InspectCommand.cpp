@@ -1,6 +1,7 @@
 #include "Command.h"
 #include "Console.h"
 #include "GraphOptions.h"
+#include "Interrupts.h"
 #include "Statistics.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
@@ -37,7 +38,7 @@ int RunInspect(const GraphOptions& options, const CommonOptions& common, const C
     if (common.stats)
         PrintNote(FormatStatistics(session->GetGraph(), timed));
     if (WasInterrupted())
-        return PrintError("The run was interrupted."); // the caller then ends by the signal
+        return PrintInterrupted("The run was interrupted."); // the caller then ends by the signal
     if (Graphics::IsLost())
         return MachineFailed; // the log says so already
     return PrintOutput(session->Inspect(console.GetLines()));

@@ -1,10 +1,10 @@
 #include "Command.h"
 #include "Console.h"
 #include "GraphOptions.h"
+#include "Interrupts.h"
 #include "Player.h"
 
 #include <CLI/CLI.hpp>
-#include <limits>
 
 namespace Varkle
 {
@@ -32,7 +32,7 @@ void AddPlayCommand(CLI::App& app, const CommonOptions& common, Run& run)
     AddDocumentOptions(*command, options->graph, options->set);
     command->add_option("--frames", options->frames, "Stop after so many pictures")
         ->type_name("N")
-        ->check(CLI::Range(1LL, std::numeric_limits<long long>::max()));
+        ->check(CheckFrameCount);
     command->add_flag("!--no-vsync", options->vsync,
                       "Show every frame of the graph as soon as it is drawn, for measuring");
     command->callback([&run, &common, options]

@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "Desktop.h"
 #include "GraphOptions.h"
+#include "Interrupts.h"
 #include "Statistics.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"

@@ -11,7 +11,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <mutex>
 #include <poll.h>
+#include <set>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -84,6 +86,20 @@ bool MakePipe(int& readingEnd, int& writingEnd)
     return true;
 }
 
+// The children that were not waited for to their end.
+struct Children
+{
+    std::mutex mutex;
+    std::set<pid_t> ids;
+};
+
+// Never destroyed: any thread may end the process.
+Children& Running()
+{
+    static Children& children = *new Children;
+    return children;
+}
+
 void CloseFile(int& file)
 {
     if (file != -1)
@@ -118,10 +134,14 @@ Result<std::unique_ptr<Process>> Process::Start(const std::string& path, std::ve
     int errors = memfd_create("standard error", MFD_CLOEXEC);
     pid_t pid = -1;
     const bool prepared = errors != -1 && MakePipe(reading, writing);
+    const std::lock_guard lock(Running().mutex);
     const int reason = prepared ? Spawn(path, arguments, reading, errors, pid) : errno;
     CloseFile(reading);
     if (reason == 0)
+    {
+        Running().ids.insert(pid);
         return std::unique_ptr<Process>(new Process(pid, writing, errors));
+    }
     CloseFile(writing);
     CloseFile(errors);
     return Error{fmt::format("the program {} could not be started: {}.", Quoted(path), std::strerror(reason)), true};
@@ -168,20 +188,29 @@ bool Process::WaitForEnd(std::chrono::milliseconds timeout)
 {
     constexpr std::chrono::milliseconds step(5); // nothing tells of the end in time without taking up a signal
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!end)
+    while (!LookForEnd())
     {
-        int state = 0;
-        const pid_t ended = waitpid(pid, &state, WNOHANG);
-        if (ended == pid)
-            end = state;
-        else if (ended == -1 && errno == ECHILD)
-            end = unknownEnd;
-        else if (std::chrono::steady_clock::now() >= deadline)
+        if (std::chrono::steady_clock::now() >= deadline)
             return false;
-        else
-            std::this_thread::sleep_for(step);
+        std::this_thread::sleep_for(step);
     }
     return true;
+}
+
+bool Process::LookForEnd()
+{
+    if (end)
+        return true;
+    const std::lock_guard lock(Running().mutex); // its number may be another's once it was waited for
+    int state = 0;
+    const pid_t ended = waitpid(pid, &state, WNOHANG);
+    if (ended == pid)
+        end = state;
+    else if (ended == -1 && errno == ECHILD)
+        end = unknownEnd;
+    if (end)
+        Running().ids.erase(pid);
+    return end.has_value();
 }
 
 void Process::Kill()
@@ -189,6 +218,16 @@ void Process::Kill()
     killed = true;
     if (!end)
         kill(-pid, SIGKILL);
+}
+
+void Process::KillAll()
+{
+    std::unique_lock lock(Running().mutex);
+    for (const pid_t id : Running().ids)
+        kill(-id, SIGKILL);
+    for (const pid_t id : Running().ids)
+        waitpid(id, nullptr, 0); // what it was writing must not appear again
+    (void)lock.release();        // without unlocking
 }
 
 std::string Process::DescribeEnd() const

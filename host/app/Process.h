@@ -48,11 +48,17 @@ public:
     bool HasSucceeded() const { return end == 0; }
     /// Tells how it ended: "ended with exit status 3" or "was ended by signal 9 (Killed)".
     std::string DescribeEnd() const;
+    /// Ends all that were started by any thread, for a process that is about to end without waiting for those. From
+    /// then on a thread that starts or ends one waits for the end.
+    static void KillAll();
+
     /// Returns the last lines that it printed as errors, without empty ones.
     std::vector<std::string> GetLastErrors(std::size_t count) const;
 
 private:
     Process(pid_t child, int inputPipe, int errorFile) : pid(child), input(inputPipe), errors(errorFile) {}
+
+    bool LookForEnd();
 
     pid_t pid;
     int input;              // the end of a pipe that never blocks, -1 when closed

@@ -1,6 +1,7 @@
 #include "Command.h"
 #include "Console.h"
 #include "FrameWriter.h"
+#include "Interrupts.h"
 #include "Progress.h"
 #include "RenderTargets.h"
 #include "Statistics.h"
@@ -12,9 +13,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <fmt/format.h>
 #include <iterator>
 #include <optional>
+#include <unistd.h>
 #include <vector>
 
 namespace Varkle
@@ -30,7 +35,7 @@ const Operator* FindSilentSource(const Operator& op)
     {
         const auto* const input = dynamic_cast<const DataInput*>(port);
         const DataOutput* const source = input ? input->GetConnection() : nullptr;
-        if (source && !source->IsActive())
+        if (source && !CarriesSomething(*source))
             return source->GetOperator();
     }
     return nullptr;
@@ -43,6 +48,30 @@ std::string_view DescribeGap(const RenderTarget& target)
     return target.video->HasPictures() ? "its video holds the frame before" : "its video begins black";
 }
 
+// Tells why a file that an operator reads is of no use; nothing when it can be read.
+std::string DescribeFile(const std::filesystem::path& path)
+{
+    std::error_code code;
+    if (std::filesystem::is_directory(path, code))
+        return fmt::format("{} is a folder", Quoted(path.string()));
+    if (access(path.c_str(), R_OK) == 0)
+        return {};
+    if (errno == ENOENT)
+        return fmt::format("there is no file {}", Quoted(path.string()));
+    return fmt::format("the file {} can't be opened: {}", Quoted(path.string()), std::strerror(errno));
+}
+
+// Returns why an operator carries nothing as far as the files that it reads tell.
+std::string FindCause(const Operator& op)
+{
+    for (const std::filesystem::path& path : op.GetFilesRead())
+    {
+        if (const std::string problem = DescribeFile(path); !problem.empty())
+            return ", since " + problem;
+    }
+    return {};
+}
+
 void PrintCarriesNothing(const RenderTarget& target, const Operator& op, long long frame)
 {
     const Operator* root = nullptr; // from where on nothing comes down to the operator
@@ -50,15 +79,15 @@ void PrintCarriesNothing(const RenderTarget& target, const Operator& op, long lo
         root = source;
     const std::string hint =
         root ? fmt::format(", and neither does {}, which it depends on", Quoted(root->GetKey())) : std::string();
-    PrintError(fmt::format("The operator {} carries nothing after frame {}{}: {}.", Quoted(target.key), frame, hint,
-                           DescribeGap(target)));
+    PrintError(fmt::format("The operator {} carries nothing after frame {}{}{}: {}.", Quoted(target.key), frame, hint,
+                           FindCause(root ? *root : op), DescribeGap(target)));
 }
 
 // Encodes the mesh or model that an operator carries; nothing when it carries none.
 std::optional<Result<std::vector<std::uint8_t>>> EncodeShape(const Operator& op)
 {
     const DataOutput* const output = op.GetOutputs()[0];
-    if (!output->IsActive())
+    if (!CarriesSomething(*output))
         return std::nullopt;
     if (const auto* const mesh = dynamic_cast<const MeshOutput*>(output))
         return EncodeGlb(mesh->GetMeshData().GetMesh());
@@ -146,12 +175,12 @@ Status RunFrames(GraphSession& session, std::vector<RenderTarget>& targets, cons
     return encoded ? written : encoded;
 }
 
-int PrintInterrupted(const std::vector<RenderTarget>& targets)
+int PrintInterruption(const std::vector<RenderTarget>& targets)
 {
     const bool hasVideo =
         std::ranges::any_of(targets, [](const RenderTarget& target) { return target.video != nullptr; });
-    return PrintError(fmt::format("The run was interrupted; the files written so far are complete{}.",
-                                  hasVideo ? ", and a video that was not is gone" : ""));
+    return PrintInterrupted(fmt::format("The run was interrupted; the files written so far are complete{}.",
+                                        hasVideo ? ", and a video that was not is gone" : ""));
 }
 
 // Says how often the operator carried nothing, unless that was said when it happened.
@@ -167,7 +196,7 @@ void PrintGaps(const RenderTarget& target)
 int Conclude(const Status& written, const std::vector<RenderTarget>& targets, const Console& console)
 {
     if (WasInterrupted())
-        return PrintInterrupted(targets); // the process ends by the signal
+        return PrintInterruption(targets); // the process ends by the signal
     if (Graphics::IsLost())
         return MachineFailed; // the log says so already
     if (!written)

@@ -48,6 +48,13 @@ Status ReadSize(const std::string& text, SceneView& view)
     if (!good)
         return Error{fmt::format("--size {}: it must be WIDTHxHEIGHT in pixels, 1 to {} each, as 1920x1080.",
                                  Quoted(text), Image::MaxSide)};
+    // Drawn with four samples of four bytes a pixel: drivers have no textures above 2 GiB, to which they add some rows.
+    constexpr long long mostPixels = 120'000'000;
+    const long long pixels = 1LL * (*sides)[0] * (*sides)[1];
+    if (pixels > mostPixels)
+        return Error{fmt::format("--size {}: these are {} pixels, and a picture that is drawn has {} at most, as "
+                                 "12000x10000.",
+                                 Quoted(text), pixels, mostPixels)};
     view.size = {(*sides)[0], (*sides)[1]};
     return Ok();
 }
@@ -129,10 +136,16 @@ bool IsSceneType(std::string_view dataTypeName)
     return dataTypeName == "Mesh" || dataTypeName == "Model" || dataTypeName == "Material";
 }
 
+bool CarriesSomething(const DataOutput& output)
+{
+    const auto* const model = dynamic_cast<const ModelOutput*>(&output);
+    return output.IsActive() && (!model || model->GetModel().GetRootNode());
+}
+
 Result<Texture> ScenePicture::Draw(const Operator& op)
 {
     const DataOutput* const output = op.GetOutputs()[0];
-    if (!output->IsActive())
+    if (!CarriesSomething(*output))
         return Texture();
     Texture picture;
     if (const auto* const mesh = dynamic_cast<const MeshOutput*>(output))

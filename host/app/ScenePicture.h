@@ -35,6 +35,9 @@ Result<SceneView> ReadSceneView(const SceneOptions& options);
 /// True for the data types of outputs that can be drawn: meshes, models and materials.
 bool IsSceneType(std::string_view dataTypeName);
 
+/// True when there is something to write: the output is active, and not with a model of which nothing could be loaded.
+bool CarriesSomething(const DataOutput& output);
+
 /// Draws what an operator carries, frame after frame.
 class ScenePicture
 {

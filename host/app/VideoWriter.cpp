@@ -1,6 +1,6 @@
 #include "VideoWriter.h"
 
-#include "Console.h"
+#include "Interrupts.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"

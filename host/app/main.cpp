@@ -3,8 +3,10 @@
 #include "Command.h"
 #include "CommandLine.h"
 #include "Console.h"
+#include "Interrupts.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Tasks.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 
@@ -33,7 +35,12 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common)
     app.add_option("--adapter", common.adapter, "Part of a GPU adapter's name, or cpu (as VARKLE_ADAPTER)");
     app.add_option("--log", common.logLevel, "The least level to print: info, warning, error or none")
         ->type_name("LEVEL")
-        ->check(CLI::IsMember({"info", "warning", "error", "none"}));
+        ->check(
+            [](const std::string& level)
+            {
+                const bool known = level == "info" || level == "warning" || level == "error" || level == "none";
+                return known ? std::string() : Quoted(level) + ": it must be info, warning, error or none";
+            });
     app.add_option("--trace", common.trace, "Write a trace of the run for Perfetto or chrome://tracing")
         ->type_name("FILE");
     app.add_flag("--stats", common.stats, "Print a table of what each operator cost after the run");
@@ -77,6 +84,7 @@ int Main(int argc, char** argv)
     OccupyStandardStreams();
     std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of the write, not the end of the process
     std::signal(SIGXFSZ, SIG_IGN); // and so is a file that may not grow any more
+    WatchForMissingMemory();
     CommonOptions common;
     std::vector<Plugin> plugins;
     Run run;
@@ -97,10 +105,10 @@ int Main(int argc, char** argv)
 
     const Console console(common.logLevel);
     const int status = RunCommand(common, plugins, run, console);
+    if (WasInterrupted())
+        EndByInterrupt(); // without waiting for the GPU
     plugins.clear();
     Graphics::Shutdown();
-    if (WasInterrupted())
-        EndByInterrupt();
     return status;
 }
 

@@ -5,8 +5,10 @@
 #include "support/Catch.h"
 #include "support/VirtualDisplay.h"
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sys/stat.h>
 
 // The command "render": frames, operators, files, formats, settings, and what is printed.
 
@@ -417,11 +419,15 @@ TEST_CASE("An operator that carries nothing is an error, and the other files are
     CHECK(outcome.output == nothing);
     CHECK(
         outcome.error ==
-        "error: The operator \"gray\" carries nothing after frame 0, and neither does \"photo\", which it depends on: "
-        "no file is written for it.\n"
-        "error: The operator \"photo\" carries nothing after frame 0: no file is written for it.\n"
-        "error: The operator \"gray\" carried nothing after 2 frames in all.\n"
-        "error: The operator \"photo\" carried nothing after 2 frames in all.\n");
+        "error: The operator \"gray\" carries nothing after frame 0, and neither does \"photo\", which it depends on, "
+        "since there is no file \"" +
+            (folder / "missing.png") +
+            "\": no file is written for it.\n"
+            "error: The operator \"photo\" carries nothing after frame 0, since there is no file \"" +
+            (folder / "missing.png") +
+            "\": no file is written for it.\n"
+            "error: The operator \"gray\" carried nothing after 2 frames in all.\n"
+            "error: The operator \"photo\" carried nothing after 2 frames in all.\n");
     CHECK(Written(folder) == Names{"c_0000.png", "c_0001.png"});
 }
 
@@ -544,6 +550,43 @@ TEST_CASE("A run that is interrupted dies by the signal, and the files written s
             CHECK(name.ends_with(".png"));
             CHECK(IsWholePng(ReadBytes(folder / name)));
         }
+    }
+}
+
+TEST_CASE("A run that waits for what does not come ends by the signal within a moment")
+{
+    // The first waits for the GPU, for minutes where that is a CPU, the second for someone who reads.
+    const std::string heavy =
+        R"({"key": "n", "type": "Varkle.Texture.Noise", "parameters": {"Texture Size": [8192, 8192]}},
+        {"key": "b", "type": "Varkle.Texture.Blur", "parameters": {"Radius": "63 + frame / 1e6"},
+         "inputs": {"Texture Input": "n"}},)";
+    const struct
+    {
+        std::string operators;
+        std::string output;
+    } cases[] = {
+        {heavy + Filter("a", "Test.Speaker", "b"), "{frame}.png"},
+        {R"({"key": "a", "type": "Test.Speaker"})", "pipe_{frame}.png"},
+    };
+    for (const auto& [operators, output] : cases)
+    {
+        INFO(output);
+        const TemporaryFolder folder;
+        WriteGraph(folder, operators);
+        mkfifo((folder / "pipe_0.png").c_str(), 0600);
+        RunningProgram program = Program({"render", "graph.varkle", "--output", output, "--frames", "10", "--plugin",
+                                          VARKLE_PLUGIN, "--plugin", TEST_OPERATORS_PLUGIN})
+                                     .In(folder.GetPath())
+                                     .Start();
+        REQUIRE(program.WaitForError("a speaks"));
+        const auto start = std::chrono::steady_clock::now();
+        program.Send(SIGTERM);
+        const Outcome outcome = program.Wait();
+        CHECK(std::chrono::steady_clock::now() - start < std::chrono::seconds(10)); // less than one on an idle machine
+        CHECK(outcome.signal == SIGTERM);
+        CHECK(Contains(outcome.error, "error: The run was interrupted; the files written so far are complete"));
+        for (const std::string& name : Written(folder))
+            CHECK(!name.starts_with(".")); // a hidden file that was not complete
     }
 }
 

@@ -366,10 +366,12 @@ TEST_CASE("An operator that never carries anything has no video")
     {
         const Outcome outcome = Render(folder, {"--output", "film.mp4", "--frames", frames});
         CHECK(outcome.status == 1);
-        CHECK(outcome.error == "error: The operator \"photo\" carries nothing after frame 0: its video begins black.\n"
-                               "error: The operator \"photo\" carried nothing after " +
-                                   frames + (frames == "1" ? " frame" : " frames") +
-                                   " in all: no video is written for it.\n");
+        CHECK(outcome.error ==
+              "error: The operator \"photo\" carries nothing after frame 0, since there is no file \"" +
+                  (folder / "missing.png") +
+                  "\": its video begins black.\n"
+                  "error: The operator \"photo\" carried nothing after " +
+                  frames + (frames == "1" ? " frame" : " frames") + " in all: no video is written for it.\n");
         CHECK(Written(folder).empty());
     }
 }
@@ -547,6 +549,32 @@ TEST_CASE("A video that is interrupted goes, and so does ffmpeg, which Ctrl-C in
         const int process = std::stoi(ids);
         CHECK(std::stoi(ids.substr(ids.find(' '))) == process);
         CHECK(kill(process, 0) == -1);
+    }
+}
+
+TEST_CASE(
+    "A program that can't end by itself when it is interrupted, or is hurried, leaves no ffmpeg and no hidden file")
+{
+    for (const int signals : {1, 2})
+    {
+        // Stuck in the second frame, with a video that was begun.
+        const StandIn standIn(large + R"(, {"key": "late", "type": "Test.Sleeper",
+            "parameters": {"Milliseconds": "frame * 1000000"}, "inputs": {"Texture Input": "a"}})",
+                              "echo part >\"$file\"; echo $$ >id; mv id started; exec sleep 1000");
+        FolderWatch watch(standIn.folder.GetPath());
+        RunningProgram program = standIn
+                                     .Rendering({"--output", "film.mp4", "--frames", "2", "--plugin", VARKLE_PLUGIN,
+                                                 "--plugin", TEST_OPERATORS_PLUGIN})
+                                     .Start();
+        REQUIRE(watch.WaitForRename("started") == "started");
+        for (int i = 0; i < signals; ++i)
+            program.Send(SIGINT);
+        const Outcome outcome = program.Wait();
+        CHECK(outcome.signal == SIGINT);
+        CHECK(outcome.error == "error: The run was interrupted; the files written so far are complete, and those that "
+                               "were not are gone.\n");
+        CHECK(Written(standIn.folder) == Names{"started"});
+        CHECK(kill(std::stoi(ReadBytes(standIn.folder / "started")), 0) == -1);
     }
 }
 

@@ -1,10 +1,12 @@
 #include "Varkle/Core/PendingFile.h"
 
+#include "Varkle/Core/Text.h"
 #include "file/WriteReason.h"
 
-#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
+#include <mutex>
+#include <set>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -41,13 +43,29 @@ int CheckOldFile(const std::string& path)
     return access(path.c_str(), W_OK) == 0 ? noReason : errno;
 }
 
+// The hidden files that there are.
+struct HiddenFiles
+{
+    std::mutex mutex;
+    std::set<fs::path> paths;
+    unsigned counter = 0; // makes their names differ
+};
+
+// Never destroyed: threads may still write while the process exits.
+HiddenFiles& Hidden()
+{
+    static HiddenFiles& files = *new HiddenFiles;
+    return files;
+}
+
 } // namespace
 
 Result<std::unique_ptr<PendingFile>> PendingFile::Create(const std::string& path, const std::string& extension)
 {
     std::error_code code;
     if (fs::is_other(path, code))
-        return Error{"could not write " + path + ": it is a device or a pipe, and only a file can be replaced."};
+        return Error{"could not write " + Printable(path) +
+                     ": it is a device or a pipe, and only a file can be replaced."};
     std::unique_ptr<PendingFile> file(new PendingFile(path));
     if (const int reason = file->Make(extension); reason != noReason)
         return MakeWriteError(path, reason);
@@ -56,28 +74,32 @@ Result<std::unique_ptr<PendingFile>> PendingFile::Create(const std::string& path
 
 PendingFile::~PendingFile()
 {
-    if (!hidden.empty())
-        (void)unlink(hidden.c_str());
+    if (hidden.empty())
+        return;
+    const std::lock_guard lock(Hidden().mutex);
+    (void)unlink(hidden.c_str());
+    Hidden().paths.erase(hidden);
 }
 
 int PendingFile::Make(const std::string& extension)
 {
-    static std::atomic<unsigned> counter = 0;
     if (const int reason = CheckOldFile(path); reason != noReason)
         return reason;
     target = FollowLinks(path);
     int file = -1;
     fs::path candidate;
+    const std::lock_guard lock(Hidden().mutex);
     do // a process of the same id may have left files behind when it was killed
     {
         candidate = target.parent_path() /
-                    (".varkle-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + extension);
+                    (".varkle-" + std::to_string(getpid()) + "-" + std::to_string(++Hidden().counter) + extension);
         file = open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     } while (file < 0 && errno == EEXIST);
     if (file < 0)
         return errno;
     close(file);
     hidden = candidate;
+    Hidden().paths.insert(hidden);
     return noReason;
 }
 
@@ -93,10 +115,20 @@ Status PendingFile::Keep()
     struct stat old = {};
     if (stat(target.c_str(), &old) == 0)
         (void)chmod(hidden.c_str(), old.st_mode & 07777); // some file systems have no permissions
+    const std::lock_guard lock(Hidden().mutex);
     if (rename(hidden.c_str(), target.c_str()) != 0)
         return MakeWriteError(path, errno);
+    Hidden().paths.erase(hidden);
     hidden.clear();
     return Ok();
+}
+
+void PendingFile::RemoveAll()
+{
+    std::unique_lock lock(Hidden().mutex);
+    for (const fs::path& path : Hidden().paths)
+        (void)unlink(path.c_str());
+    (void)lock.release(); // without unlocking
 }
 
 } // namespace Varkle

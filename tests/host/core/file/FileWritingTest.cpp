@@ -1,5 +1,6 @@
 #include "Varkle/Core/FileWriting.h"
 
+#include "Varkle/Core/PendingFile.h"
 #include "support/Catch.h"
 #include "support/TemporaryFolder.h"
 
@@ -256,5 +257,25 @@ TEST_CASE("Threads that write the same file leave one of their versions whole")
     CHECK(second.get());
     const std::string bytes = ReadBytes(path);
     CHECK((bytes == std::string(10000, 'a') || bytes == std::string(10000, 'b')));
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("A process that is about to end removes the hidden files of all threads, and none is made after that")
+{
+    const TemporaryFolder folder;
+    const int result = InChild(
+        [&]
+        {
+            alarm(1); // ends the child, which waits for ever to make the last file
+            const auto film = PendingFile::Create(folder / "film.mp4", ".mp4");
+            const auto other = PendingFile::Create(folder / "other.mp4", ".mp4");
+            if (!film || !other || !(*film)->Keep())
+                return 1;
+            PendingFile::RemoveAll();
+            (void)PendingFile::Create(folder / "late.mp4", ".mp4");
+            return 2;
+        });
+    CHECK(result == -1);
+    CHECK(std::filesystem::exists(folder / "film.mp4"));
     CHECK(folder.Count() == 1);
 }

@@ -33,6 +33,10 @@ public:
     /// Gives the file its own name, replacing a file of that name.
     Status Keep();
 
+    /// Removes the hidden files of all threads, for a process that is about to end without waiting for those. From then
+    /// on a thread that makes, keeps or destroys one waits for the end.
+    static void RemoveAll();
+
 private:
     explicit PendingFile(std::string asked) : path(std::move(asked)) {}
 

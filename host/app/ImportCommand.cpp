@@ -39,20 +39,35 @@ Status ImportFile(const std::string& file, Graph& graph)
     std::error_code code;
     const fs::file_status status = fs::status(file, code);
     if (fs::is_directory(status))
-        return Error{fmt::format("{}: this is a folder, not a picture or a model.", file)};
+        return Error{fmt::format("{}: this is a folder, not a picture or a model.", Printable(file))};
     if (!fs::is_regular_file(status))
-        return Error{fmt::format("{}: there is no such file.", file)};
+        return Error{fmt::format("{}: there is no such file.", Printable(file))};
     const fs::path absolute = fs::absolute(file, code).lexically_normal();
     std::unique_ptr<Operator> op = FileImportRegistry::Get().CreateOperator(absolute);
     if (!op)
-        return Error{fmt::format("{}: no importer takes files of this kind; there are importers for {}.", file,
-                                 fmt::join(FileImportRegistry::Get().GetExtensions(), " "))};
+        return Error{fmt::format("{}: no importer takes files of this kind; there are importers for {}.",
+                                 Printable(file), fmt::join(FileImportRegistry::Get().GetExtensions(), " "))};
     graph.Add(std::move(op), MakeKey(absolute));
+    return Ok();
+}
+
+// A picture must not become a document.
+Status CheckOutput(const ImportOptions& options)
+{
+    std::error_code code;
+    for (const std::string& file : options.files)
+    {
+        if (fs::equivalent(options.output, file, code))
+            return Error{fmt::format("--output {}: this is the file {} that is to be imported, which would be lost.",
+                                     Quoted(options.output), Quoted(file))};
+    }
     return Ok();
 }
 
 int RunImport(const ImportOptions& options)
 {
+    if (const Status good = CheckOutput(options); !good)
+        return PrintError(good.GetError());
     Graph graph;
     int status = Done;
     for (const std::string& file : options.files)

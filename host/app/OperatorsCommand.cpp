@@ -44,6 +44,33 @@ std::string ListAsJson()
     return LayOutJson(list);
 }
 
+std::string Path(const OperatorInfo& info)
+{
+    return info.category + "/" + info.name;
+}
+
+// Returns what to say behind a name that no operator has: those that have it as the last part of theirs, or nearly so.
+std::string SuggestOperators(const std::string& name)
+{
+    std::vector<std::string> known;
+    std::vector<std::string> same;
+    std::vector<std::string> near;
+    for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
+    {
+        const std::string& id = info.type->GetId();
+        known.push_back(id);
+        known.push_back(Path(info));
+        if (ToLower(name) == ToLower(info.name) || ToLower(name) == ToLower(id.substr(id.rfind('.') + 1)))
+            same.push_back(Quoted(Path(info)));
+        else if (!Suggestion(name, {info.name}).empty())
+            near.push_back(Quoted(Path(info)));
+    }
+    if (const std::string suggestion = Suggestion(name, known); same.empty() && !suggestion.empty())
+        return suggestion;
+    const std::vector<std::string>& found = same.empty() ? near : same;
+    return found.empty() ? "" : fmt::format(" (did you mean {}?)", fmt::join(found, " or "));
+}
+
 int RunDescribe(const std::string& name)
 {
     const OperatorInfo* info = TypeLibrary::Get().Find(name);
@@ -51,14 +78,7 @@ int RunDescribe(const std::string& name)
         info = TypeLibrary::Get().FindByPath(name);
     if (info)
         return PrintOutput(FormatOperator(*info));
-    std::vector<std::string> known;
-    for (const OperatorInfo& other : TypeLibrary::Get().GetOperators())
-    {
-        known.push_back(other.type->GetId());
-        known.push_back(other.category + "/" + other.name);
-        known.push_back(other.name);
-    }
-    return PrintError(fmt::format("There is no operator {}{}.", Quoted(name), Suggestion(name, known)));
+    return PrintError(fmt::format("There is no operator {}{}.", Quoted(name), SuggestOperators(name)));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "RenderTargets.h"
 
 #include "FrameWriter.h"
+#include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Ports.h"
 
@@ -140,7 +141,15 @@ Result<std::vector<RenderTarget>> MakeRenderTargets(const RenderOptions& options
     std::ranges::sort(keys);
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     if (keys.empty() && session.GetGraph().GetOperators().empty())
-        return Error{fmt::format("{}: the graph has no operators: there is nothing to render.", options.graph)};
+        return Error{
+            fmt::format("{}: the graph has no operators: there is nothing to render.", Printable(options.graph))};
+    if (keys.empty())
+    {
+        const std::string fact = Printable(options.graph) + ": every output feeds something";
+        if (!options.output.empty())
+            return Error{fmt::format("{}, so that --output has nothing to write. Choose what with --operator.", fact)};
+        LogInfo(fmt::format("{}, so that no output is written. Choose one with --operator.", fact));
+    }
     const Result<SceneView> view = ReadSceneView(options.scene);
     if (!view)
         return view.GetError();

@@ -314,14 +314,17 @@ TEST_CASE("A file that outgrows the limit on file sizes is an error with the sta
 TEST_CASE("A limit on file sizes that leaves no room to work is an error with the status 2")
 {
     const TemporaryFolder folder;
-    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]", R"("Texture Size": [64, 64])")));
-    const Outcome outcome = Program({"render", "graph.varkle", "--output", "a.bmp"})
-                                .In(folder.GetPath())
-                                .LimitFileSize(10000) // the file has 16 KiB
-                                .Run();
-    CHECK(outcome.status == 2);
-    CHECK(std::count(outcome.error.begin(), outcome.error.end(), '\n') == 1);
-    CHECK(folder.Count() == 1);
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]", R"("Texture Size": [8192, 8192])")));
+    for (const rlim_t limit : {0, 1024, 10'000, 1 << 20, 64 << 20}) // the texture has 256 MiB
+    {
+        INFO(limit);
+        const Outcome outcome =
+            Program({"render", "graph.varkle", "--output", "a.bmp"}).In(folder.GetPath()).LimitFileSize(limit).Run();
+        CHECK(outcome.status == 2);
+        CHECK(std::count(outcome.error.begin(), outcome.error.end(), '\n') == 1);
+        CHECK(outcome.error.starts_with("error: The limit on file sizes (ulimit -f) is "));
+        CHECK(folder.Count() == 1);
+    }
 }
 
 TEST_CASE("A folder that is missing or can't be written to is an error with the status 1")
@@ -403,6 +406,91 @@ TEST_CASE("A reader that goes away is an error, not the end of the process by a 
     CHECK(outcome.error == "error: could not write to standard output: Broken pipe.\n2\n");
 }
 
+TEST_CASE("An empty value is an error that names the option and what it takes")
+{
+    const struct
+    {
+        const char* option;
+        const char* wanted;
+    } cases[] = {
+        {"--size", "WIDTHxHEIGHT"},
+        {"--camera", "YAW,PITCH[,DISTANCE]"},
+        {"--background", "#RRGGBB[AA]"},
+        {"--output", "PATH"},
+        {"--trace", "FILE"},
+        {"--frames", "N|A..B"},
+        {"--operator", "KEY"},
+    };
+    for (const auto& [option, wanted] : cases)
+    {
+        INFO(option);
+        const Outcome outcome = Program({"render", "graph.varkle", option, ""}).Run();
+        CHECK(outcome.status == 1);
+        CHECK(outcome.error == "error: varkle render: " + std::string(option) +
+                                   " \"\": the value is empty; it must be " + wanted + ". See varkle render --help.\n");
+    }
+    CHECK(Program({"render", ""}).Run().error == "error: varkle render: GRAPH is empty. See varkle render --help.\n");
+}
+
+TEST_CASE("A line end in the name of a file does not end the line of a message")
+{
+    CHECK(Program({"check", "a\nerror: b.varkle"}).Run().error ==
+          "error: a\\x0aerror: b.varkle: the file can't be opened: No such file or directory\n");
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle", Document(ColorOperator("a", "[1, 0, 0]")));
+    CHECK(Render(folder, {"--output", "no/a\nb.png"}).error ==
+          "error: could not write no/a\\x0ab.png: No such file or directory.\n");
+}
+
+TEST_CASE("Importing does not overwrite what it imports, by whatever name")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "photo.png", "precious");
+    std::filesystem::create_symlink("photo.png", folder / "link.png");
+    for (const std::string output : {"photo.png", "./photo.png", "link.png"})
+    {
+        const Outcome outcome = Program({"import", "photo.png", "--output", output}).In(folder.GetPath()).Run();
+        CHECK(outcome.status == 1);
+        CHECK(outcome.error == "error: --output \"" + output +
+                                   "\": this is the file \"photo.png\" that is to be imported, which would be lost.\n");
+        CHECK(ReadBytes(folder / "photo.png") == "precious");
+    }
+}
+
+TEST_CASE("A model of which nothing could be loaded replaces no file, and the file that is not there is named")
+{
+    for (const std::string name : {"keep.glb", "keep.png"})
+    {
+        const TemporaryFolder folder;
+        WriteBytes(folder / "graph.varkle", Document(R"({"key": "m", "type": "Varkle.Model.Load3DModel",
+                                                         "parameters": {"File Path": "gone.glb"}})"));
+        WriteBytes(folder / name, "precious");
+        const Outcome outcome = Render(folder, {"--output", name});
+        CHECK(outcome.status == 1);
+        CHECK(Contains(outcome.error,
+                       "error: The operator \"m\" carries nothing after frame 0, since there is no file \"" +
+                           (folder / "gone.glb") + "\": no file is written for it.\n"));
+        CHECK(ReadBytes(folder / name) == "precious");
+    }
+}
+
+TEST_CASE("A graph in which every output feeds something says so, which is an error when a file was asked for")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "graph.varkle",
+               Document(ColorOperator("a", "[1, 0, 0]") + "," + Filter("sink", "Test.Sink", "a")));
+    const Outcome silent = Render(folder, {"--plugin", TEST_OPERATORS_PLUGIN, "--plugin", VARKLE_PLUGIN});
+    CHECK(silent.status == 0);
+    CHECK(silent.error == "info: graph.varkle: every output feeds something, so that no output is written. Choose one "
+                          "with --operator.\ninfo: sink takes a texture\n");
+    const Outcome asked =
+        Render(folder, {"--plugin", TEST_OPERATORS_PLUGIN, "--plugin", VARKLE_PLUGIN, "--output", "x.jpg"});
+    CHECK(asked.status == 1);
+    CHECK(asked.error == "error: graph.varkle: every output feeds something, so that --output has nothing to write. "
+                         "Choose what with --operator.\n");
+    CHECK(folder.Count() == 1);
+}
+
 TEST_CASE("Arguments that nobody knows are errors with the status 1 that say what was meant")
 {
     const struct
@@ -414,7 +502,7 @@ TEST_CASE("Arguments that nobody knows are errors with the status 1 that say wha
         {{"--stat"}, "error: varkle: there is no option \"--stat\" (did you mean \"--stats\"?). See varkle --help.\n"},
         {{"rendr", "a"},
          "error: varkle: there is no command \"rendr\" (did you mean \"render\"?). See varkle --help.\n"},
-        {{"render"}, "error: varkle render: graph is required. See varkle render --help.\n"},
+        {{"render"}, "error: varkle render: GRAPH is missing: the graph document to run. See varkle render --help.\n"},
         {{"render", "--frame=3"},
          "error: varkle render: there is no option \"--frame\" (did you mean \"--frames\"?). See varkle render "
          "--help.\n"},
@@ -424,9 +512,22 @@ TEST_CASE("Arguments that nobody knows are errors with the status 1 that say wha
         {{"render", "a", "b"},
          "error: varkle render: there is an argument too many: \"b\". See varkle render --help.\n"},
         {{"render", "a", "--output"},
-         "error: varkle render: --output: 1 required PATH missing. See varkle render --help.\n"},
+         "error: varkle render: --output needs a value: PATH. See varkle render --help.\n"},
+        {{"check"},
+         "error: varkle check: GRAPH... is missing: the graph documents to check. See varkle check --help.\n"},
+        {{"render", "a", "--frames"},
+         "error: varkle render: --frames needs a value: N|A..B. See varkle render --help.\n"},
+        {{"render", "a", "--frames", "1", "--frames", "2"},
+         "error: varkle render: --frames is given 2 times; it takes one value, N|A..B. See varkle render --help.\n"},
+        {{"render", "a", "--stats=some"}, "error: varkle render: --stats takes no value. See varkle render --help.\n"},
+        {{"play", "a", "--frames", "99999999999999999999"},
+         "error: varkle play: --frames \"99999999999999999999\": it must be a whole number from 1 to 1000000000000. "
+         "See varkle play --help.\n"},
+        {{"render", "caf\xe9.varkle"},
+         "error: varkle: the argument \"caf\\xe9.varkle\" is not UTF-8. See varkle --help.\n"},
         {{"--log", "loud", "operators"},
-         "error: varkle operators: --log: loud not in {info,warning,error,none}. See varkle operators --help.\n"},
+         "error: varkle operators: --log \"loud\": it must be info, warning, error or none. See varkle operators "
+         "--help.\n"},
     };
     for (const auto& [arguments, message] : cases)
     {

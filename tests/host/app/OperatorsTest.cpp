@@ -189,7 +189,10 @@ TEST_CASE("The command describe suggests a name for an operator that there is no
          "error: There is no operator \"Texture/Greyscale\" (did you mean \"Texture/Grayscale\"?).\n"},
         {"Varkle.Texture.Colour",
          "error: There is no operator \"Varkle.Texture.Colour\" (did you mean \"Varkle.Texture.Color\"?).\n"},
-        {"", "error: There is no operator \"\".\n"},
+        {"Blur", "error: There is no operator \"Blur\" (did you mean \"Texture/Blur\"?).\n"},
+        {"blurr", "error: There is no operator \"blurr\" (did you mean \"Texture/Blur\"?).\n"},
+        {"noise", "error: There is no operator \"noise\" (did you mean \"Mesh/Noise\" or \"Texture/Noise\"?).\n"},
+        {"", "error: varkle describe: OPERATOR is empty. See varkle describe --help.\n"},
     };
     for (const auto& [name, message] : cases)
     {

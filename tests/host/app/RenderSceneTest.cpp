@@ -155,6 +155,10 @@ TEST_CASE("Wrong sizes, cameras and backgrounds are refused with what they shoul
     for (const std::string size : {"100", "0x5", "-3x5", "axb", "10x10x10", "10X10", "40000x10", "10x"})
         CheckRefuses({"--size", size},
                      "--size \"" + size + "\": it must be WIDTHxHEIGHT in pixels, 1 to 32768 each, as 1920x1080.");
+    CheckRefuses(
+        {"--size", "12000x12000"},
+        "--size \"12000x12000\": these are 144000000 pixels, and a picture that is drawn has 120000000 at most, "
+        "as 12000x10000.");
     for (const std::string camera : {"30", "a,b", "1,2,3,4", "nan,0", "inf,0", "1,,2", "30, 20"})
         CheckRefuses({"--camera=" + camera}, "--camera \"" + camera +
                                                  "\": it must be YAW,PITCH in degrees, as 30,20, or "

@@ -19,8 +19,8 @@ using Desktop = Result<std::unique_ptr<Gui::WindowPlatform>>;
 void* LoadDesktopLibrary()
 {
     // By its whole path: loaders between us and the system's, such as those of sanitizers, search beside themselves.
-    const std::filesystem::path beside = std::filesystem::path(Plugin::GetDefaultPath()).parent_path();
-    return dlopen((beside / VARKLE_DESKTOP_LIBRARY).c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::filesystem::path libraries = std::filesystem::path(Plugin::GetDefaultFolder()) / "../..";
+    return dlopen((libraries / VARKLE_DESKTOP_LIBRARY).c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 
 #include "Varkle/Core/PendingFile.h"
 #include "Varkle/Core/Text.h"
-#include "file/WriteReason.h"
+#include "file/SystemReason.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,12 +17,6 @@ namespace Varkle
 
 namespace
 {
-
-bool IsMachineReason(int reason)
-{
-    static constexpr int reasons[] = {ENOSPC, EDQUOT, EFBIG, EIO, ENOMEM, EMFILE, ENFILE};
-    return std::ranges::find(reasons, reason) != std::end(reasons);
-}
 
 int WriteAll(int file, std::string_view bytes)
 {
@@ -50,6 +44,17 @@ std::optional<FileError> WriteStraight(const std::string& path, std::string_view
 
 } // namespace
 
+std::string GetReasonText(int reason)
+{
+    return std::generic_category().message(reason);
+}
+
+bool IsMachineReason(int reason)
+{
+    static constexpr int reasons[] = {ENOSPC, EDQUOT, EFBIG, EIO, ENOMEM, EMFILE, ENFILE};
+    return std::ranges::find(reasons, reason) != std::end(reasons);
+}
+
 int WriteAndClose(int file, std::string_view bytes)
 {
     const int reason = WriteAll(file, bytes);
@@ -59,8 +64,7 @@ int WriteAndClose(int file, std::string_view bytes)
 
 Error MakeWriteError(const std::string& path, int reason)
 {
-    return {"could not write " + Printable(path) + ": " + std::generic_category().message(reason) + ".",
-            IsMachineReason(reason)};
+    return {"could not write " + Printable(path) + ": " + GetReasonText(reason) + ".", IsMachineReason(reason)};
 }
 
 Status WriteFileAtomically(const std::string& path, std::string_view bytes)

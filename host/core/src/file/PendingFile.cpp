@@ -1,7 +1,7 @@
 #include "Varkle/Core/PendingFile.h"
 
 #include "Varkle/Core/Text.h"
-#include "file/WriteReason.h"
+#include "file/SystemReason.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,11 +1,11 @@
 #include "Varkle/Gpu/Image.h"
 
 #include "Varkle/Core/FileReading.h"
+#include "Varkle/Core/Log.h"
+#include "Varkle/Core/Text.h"
 #include "image/ImageCodecs.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <new>
 #include <utility>
@@ -24,22 +24,15 @@ bool StartsWith(FileBytes bytes, std::string_view signature)
                                                           [](char a, std::uint8_t b) { return std::uint8_t(a) == b; });
 }
 
-// Returns the bytes of a regular file, none when it can't be read. Other files (a pipe, a terminal) may never end.
-std::vector<std::uint8_t> ReadFile(const std::filesystem::path& path)
+Image Decode(FileBytes bytes, const std::string& name)
+try
 {
-    const FileRead read(path);
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
-        return {};
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    if (error || size > MaxFileSize)
-        return {};
-
-    std::ifstream file(path, std::ios::binary);
-    std::vector<std::uint8_t> bytes(size);
-    if (!file.read(reinterpret_cast<char*>(bytes.data()), std::streamsize(size)))
-        return {};
-    return bytes;
+    return DecodeImage(bytes);
+}
+catch (const std::bad_alloc&)
+{
+    LogError(name + " can't be decoded: there is not enough memory.");
+    return {};
 }
 
 } // namespace
@@ -84,25 +77,20 @@ Image DecodeImage(FileBytes bytes)
 }
 
 Image Image::LoadFromFile(const std::string& path)
-try
 {
-    return DecodeImage(ReadFile(std::u8string(path.begin(), path.end())));
-}
-catch (const std::bad_alloc&)
-{
+    const Result<std::vector<std::uint8_t>> bytes =
+        ReadRegularFile(std::u8string(path.begin(), path.end()), MaxFileSize);
+    if (bytes)
+        return Decode(*bytes, "The picture " + Quoted(path));
+    // That it is not there, or no picture, is for those to say who asked.
+    if (bytes.GetError().machine)
+        LogError("The picture " + Quoted(path) + " can't be read: " + bytes.GetError().message);
     return {};
 }
 
 Image Image::LoadFromMemory(const unsigned char* data, unsigned long size)
-try
 {
-    if (size > MaxFileSize)
-        return {};
-    return DecodeImage({data, size});
-}
-catch (const std::bad_alloc&)
-{
-    return {};
+    return size <= MaxFileSize ? Decode({data, size}, "A picture") : Image();
 }
 
 std::vector<std::uint8_t> Image::Encode(ImageFormat format) const

@@ -5,6 +5,7 @@
 #include "support/TemporaryFolder.h"
 
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 #include <thread>
 
 using namespace Varkle;
@@ -13,6 +14,12 @@ namespace
 {
 
 using Paths = std::vector<std::filesystem::path>;
+
+std::string WhyUnread(const std::filesystem::path& path)
+{
+    const Result<std::vector<unsigned char>> bytes = ReadRegularFile(path, 4);
+    return bytes ? "read" : bytes.GetError().message;
+}
 
 } // namespace
 
@@ -115,4 +122,32 @@ TEST_CASE("The reading of a file is a span in the trace, outside of operators to
     REQUIRE(span != events.end());
     CHECK(span->at("cat") == "file");
     CHECK(span->at("name") == "pictures/a.png");
+}
+
+TEST_CASE("A regular file is read whole, when it is not larger than was allowed")
+{
+    const TemporaryFolder folder;
+    WriteBytes(folder / "four", "abcd");
+    WriteBytes(folder / "five", "abcde");
+    WriteBytes(folder / "none", "");
+    const Result<std::vector<unsigned char>> four = ReadRegularFile(folder / "four", 4);
+    REQUIRE(four);
+    CHECK(*four == std::vector<unsigned char>{'a', 'b', 'c', 'd'});
+    CHECK(WhyUnread(folder / "five") == "It has 5 bytes; the limit is 4.");
+    CHECK(WhyUnread(folder / "none") == "read");
+}
+
+TEST_CASE("A file that can't be read is an error with the system's reason, and nothing hangs")
+{
+    const TemporaryFolder folder;
+    REQUIRE(mkfifo((folder / "pipe").c_str(), 0600) == 0);
+    CHECK(WhyUnread(folder / "missing") == "No such file or directory.");
+    CHECK(WhyUnread("") == "No such file or directory.");
+    CHECK(WhyUnread(folder / std::string("cut\0off", 7)) == "Invalid argument.");
+    for (const std::filesystem::path& path : {std::filesystem::path(folder / "pipe"), folder.GetPath(),
+                                              std::filesystem::path("/dev/zero"), std::filesystem::path("/dev/null")})
+    {
+        INFO(path);
+        CHECK(WhyUnread(path) == "It is not a regular file.");
+    }
 }

@@ -53,7 +53,8 @@ public:
     ///
     /// Errors: an empty image, and nothing is logged, when the file can't be read, isn't a regular file, is of another
     /// kind, damaged or truncated (an end that only lacks data which no pixel needs may pass, but not in PNG and JPEG),
-    /// when it is larger than 2 GiB, when its picture is larger than the limits above or memory doesn't suffice.
+    /// when it is larger than 2 GiB or its picture larger than the limits above. An empty image and an error in the log
+    /// when it is the machine's fault: an input/output error, or not enough memory.
     static Image LoadFromFile(const std::string& path);
 
     /// Decodes the bytes of a picture file, as LoadFromFile. They are only read during the call; null with size 0 is

@@ -83,7 +83,8 @@ void Walk(GltfFile& file)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 try
 {
-    if (std::optional<GltfFile> file = ReadGltfFile(WriteInput(data, size)))
+    GltfRemarks remarks("The model");
+    if (Result<GltfFile> file = ReadGltfFile(WriteInput(data, size), remarks))
         Walk(*file);
     return sum == 0xFFFFFFFF ? -1 : 0;
 }

@@ -1,17 +1,18 @@
 #include "model/GltfFile.h"
 
 #include "Varkle/Core/FileReading.h"
-#include "Varkle/Core/Log.h"
+#include "Varkle/Core/Text.h"
 #include "model/GltfJson.h"
+#include "model/GltfUris.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <limits>
-#include <memory>
+#include <string>
 #include <string_view>
-#include <sys/mman.h>
 #include <utility>
 
 namespace Varkle
@@ -57,16 +58,6 @@ std::string FindProblem(std::string_view json, const JsonSurvey& survey)
     return {};
 }
 
-// Makes room for a file. Getting many small pages of memory takes longer than reading a large file into them.
-void Reserve(Bytes& bytes, std::size_t size)
-{
-    bytes.reserve(size);
-    constexpr std::size_t hugePage = std::size_t(2) << 20;
-    void* begin = bytes.data();
-    if (std::align(hugePage, hugePage, begin, size))
-        madvise(begin, size, MADV_HUGEPAGE); // where it fails nothing is lost
-}
-
 std::uint32_t ReadUint32(const Bytes& bytes, std::size_t offset)
 {
     std::uint32_t value = 0;
@@ -80,24 +71,97 @@ void WriteUint32(Bytes& bytes, std::size_t offset, std::uint32_t value)
 }
 
 // A binary glTF file: a header of 12 bytes, then chunks, each with a header of 8 bytes.
-constexpr std::size_t JsonBegin = 20;
+constexpr std::size_t FileHeader = 12;
 constexpr std::size_t ChunkHeader = 8;
+constexpr std::size_t JsonBegin = FileHeader + ChunkHeader;
+constexpr std::uint32_t JsonChunkType = 0x4E4F534A;
 constexpr std::uint32_t BinChunkType = 0x004E4942;
+
+// Says what is wrong with the layout of a binary file, which tinygltf says in words that only its authors understand.
+// Beyond that, tinygltf forgets the BIN chunk's header when it checks the chunk's size, and would read beyond the file.
+std::string FindLayoutProblem(const Bytes& bytes)
+{
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (text.empty())
+        return "It is empty.";
+    if (!text.starts_with("glTF"))
+    {
+        const bool isText = text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size())).starts_with('{');
+        return isText ? "It looks like the text form of glTF, and the name of such a file must end in \".gltf\"."
+                      : "It is no binary glTF file: it does not begin with \"glTF\".";
+    }
+    if (bytes.size() < JsonBegin)
+        return "It ends within its header.";
+    const std::uint64_t length = ReadUint32(bytes, 8);
+    const std::uint64_t jsonSize = ReadUint32(bytes, FileHeader);
+    const std::uint64_t jsonEnd = JsonBegin + jsonSize;
+    if (length > bytes.size())
+        return "Its header tells of " + std::to_string(length) + " bytes, but it has " + std::to_string(bytes.size()) +
+               ".";
+    if (ReadUint32(bytes, FileHeader + 4) != JsonChunkType)
+        return "Its first chunk is not JSON, as it is in glTF 2.0.";
+    if (jsonSize == 0)
+        return "Its JSON chunk is empty.";
+    if (jsonEnd > length)
+        return "Its JSON chunk reaches beyond the end of the file.";
+    if (jsonEnd == length)
+        return {};
+    if (jsonEnd + ChunkHeader > length)
+        return "It ends within the header of its BIN chunk.";
+    const std::uint64_t binSize = ReadUint32(bytes, jsonEnd);
+    if (jsonEnd + ChunkHeader + binSize > length)
+        return "Its BIN chunk reaches beyond the end of the file.";
+    if (ReadUint32(bytes, jsonEnd + 4) != BinChunkType)
+        return "Its second chunk is not BIN.";
+    if (binSize < 4 || binSize % 4 != 0)
+        return "Its BIN chunk has " + std::to_string(binSize) + " bytes, which is no multiple of 4 above 0.";
+    return {};
+}
+
+// The JSON of a file as it stands on the disk; empty when there is none.
+std::string_view FindJson(const Bytes& bytes, bool isBinary)
+{
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (!isBinary)
+        return text;
+    return bytes.size() < JsonBegin ? "" : text.substr(JsonBegin, ReadUint32(bytes, FileHeader));
+}
+
+// What tinygltf quotes from a file may have megabytes and control characters.
+std::string Shorten(std::string_view text)
+{
+    constexpr std::size_t most = 300;
+    std::string line(text.substr(0, most));
+    line.resize(std::min(FindInvalidUtf8(line), line.size())); // the cut may lie within a character
+    std::ranges::replace_if(
+        line, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+    while (line.ends_with(' '))
+        line.pop_back();
+    return text.size() > most ? line + "..." : line;
+}
 
 // Lets tinygltf read files, and looks at them before it does.
 class Reader
 {
 public:
-    explicit Reader(bool isBinaryFile) : isBinary(isBinaryFile) {}
+    Reader(const std::string& modelPath, GltfRemarks& modelRemarks) : path(modelPath), remarks(modelRemarks)
+    {
+        // As tinygltf does it, so that the names in the model can be told from the folder.
+        const std::size_t slash = path.find_last_of("/\\");
+        if (slash != path.npos && slash > 0)
+            folder = path.substr(0, slash) + (path[slash - 1] == '/' ? "" : "/");
+    }
+
+    bool IsBinary() const { return isBinary; }
 
     tinygltf::FsCallbacks GetCallbacks()
     {
         tinygltf::FsCallbacks callbacks = {};
-        callbacks.FileExists = [](const std::string& path, void* self)
-        { return static_cast<Reader*>(self)->Exists(path); };
+        callbacks.FileExists = [](const std::string& file, void* self)
+        { return static_cast<Reader*>(self)->Exists(file); };
         callbacks.ExpandFilePath = &tinygltf::ExpandFilePath;
-        callbacks.ReadWholeFile = [](Bytes* bytes, std::string* error, const std::string& path, void* self)
-        { return static_cast<Reader*>(self)->Read(*bytes, *error, path); };
+        callbacks.ReadWholeFile = [](Bytes* bytes, std::string*, const std::string& file, void* self)
+        { return static_cast<Reader*>(self)->Read(*bytes, file); };
         callbacks.WriteWholeFile = &tinygltf::WriteWholeFile;
         callbacks.user_data = this;
         return callbacks;
@@ -105,111 +169,149 @@ public:
 
     std::vector<Bytes> TakeEmbedded() { return std::move(embedded); }
 
-private:
-    // Others than regular files may never end, or never begin.
-    bool Exists(const std::string& path)
+    // Returns why the file could not be read, given tinygltf's own words.
+    std::string Explain(std::string_view words) const
     {
-        std::error_code code;
-        if (FindLifted(embedded, path) || std::filesystem::is_regular_file(path, code))
+        if (!problem.empty())
+            return problem;
+        if (words.find("[json.exception") != words.npos)
+            return ": " + ExplainJson(words);
+        unsigned long long asked = 0;
+        unsigned long long got = 0;
+        const std::size_t sizes = words.find("requestedBytes");
+        if (sizes != words.npos && std::sscanf(std::string(words.substr(sizes)).c_str(),
+                                               "requestedBytes %llu, but got %llu", &asked, &got) == 2)
+            return ": Its " + lastBuffer + " has " + std::to_string(got) + " bytes, but its byteLength is " +
+                   std::to_string(asked) + ".";
+        return ": " + Shorten(words);
+    }
+
+private:
+    // tinygltf looks for a buffer in the model's folder, then in the current one, which is no place for a model's.
+    bool Exists(const std::string& file)
+    {
+        if (FindLifted(embedded, file))
             return true;
-        const FileRead attempt(path); // tinygltf will not try to read it
+        if (!file.starts_with(folder))
+            return false;
+        const std::string name = file.substr(folder.size());
+        std::error_code code;
+        if (name.empty())
+            Fail(": A buffer has no URI, which only the first one of a binary file may do without.");
+        else if (const std::optional<std::string> refusal = FindBufferRefusal(name))
+            FailAtBuffer(name, *refusal);
+        else if (std::filesystem::is_regular_file(file, code))
+            return true;
+        else
+        {
+            const Result<Bytes> attempt = ReadRegularFile(file, 0); // for the reason, and to be noted as read
+            FailAtBuffer(name, attempt ? "It is empty." : attempt.GetError().message);
+        }
         return false;
     }
 
     // The first file is the glTF file itself, the others are its buffers.
-    bool Read(Bytes& bytes, std::string& error, const std::string& path)
+    bool Read(Bytes& bytes, const std::string& file)
     {
-        if (Bytes* const lifted = FindLifted(embedded, path))
+        if (std::exchange(isFirst, false))
         {
+            Result<Bytes> whole = ReadRegularFile(file, MaxBytes);
+            if (!whole)
+                return Fail(": " + whole.GetError().message);
+            bytes = std::move(*whole);
+            bytesLeft -= bytes.size();
+            const std::string wrong = isBinary ? PrepareBinary(bytes) : PrepareText(bytes);
+            return wrong.empty() || Fail(": " + wrong);
+        }
+        if (Bytes* const lifted = FindLifted(embedded, file))
+        {
+            lastBuffer = "embedded buffer";
             bytes = std::move(*lifted);
             return true;
         }
-        if (!ReadFromDisk(bytes, error, path))
-            return false;
-        if (!std::exchange(isFirst, false))
-            return true;
-        error = isBinary ? PrepareBinary(bytes) : PrepareText(bytes);
-        return error.empty();
+        const std::string name = file.substr(folder.size());
+        lastBuffer = "buffer " + Quoted(name);
+        Result<Bytes> whole = ReadRegularFile(file, bytesLeft);
+        if (!whole || whole->empty())
+            return FailAtBuffer(name, whole ? "It is empty." : whole.GetError().message);
+        bytes = std::move(*whole);
+        bytesLeft -= bytes.size();
+        return true;
     }
 
-    bool ReadFromDisk(Bytes& bytes, std::string& error, const std::string& path)
+    // Both return false. The first problem is the one to tell.
+    bool Fail(const std::string& reason)
     {
-        const FileRead read(path);
-        std::error_code code;
-        const std::filesystem::file_status status = std::filesystem::status(path, code);
-        if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
-        {
-            error = "It is not a regular file.";
-            return false;
-        }
-        const std::uintmax_t size = std::filesystem::file_size(path, code);
-        if (!code && size > bytesLeft)
-        {
-            error = TooMany("With it the model's files have", MaxBytes - bytesLeft + size, "bytes", MaxBytes);
-            return false;
-        }
-        if (!code)
-            Reserve(bytes, size);
-        if (!tinygltf::ReadWholeFile(&bytes, &error, path, nullptr))
-            return false;
-        bytesLeft -= std::min<std::uint64_t>(bytesLeft, bytes.size());
-        return true;
+        if (problem.empty())
+            problem = reason;
+        return false;
+    }
+
+    bool FailAtBuffer(const std::string& name, const std::string& reason)
+    {
+        return Fail(", as its buffer " + Quoted(name) + " can't: " + reason);
+    }
+
+    // The text that tinygltf parsed has short names in the place of its data URIs: places in it are not those in the
+    // file, which is read again.
+    std::string ExplainJson(std::string_view words) const
+    {
+        const Result<Bytes> bytes = ReadRegularFile(path, MaxBytes);
+        const std::optional<std::string> error = bytes ? FindJsonError(FindJson(*bytes, isBinary)) : std::nullopt;
+        return "Its JSON goes wrong at " + Shorten(error.value_or(std::string(words))) + ".";
+    }
+
+    bool IsRefused(std::string_view uri)
+    {
+        const std::optional<std::string> plain = Unescape(uri);
+        const std::string name = DecodeUri(plain.value_or(""));
+        const std::optional<std::string> refusal = name.empty() ? std::nullopt : FindBufferRefusal(name);
+        if (refusal)
+            remarks.AddLeftOut("buffer", name, *refusal);
+        return refusal.has_value();
+    }
+
+    LiftedJson Lift(std::string_view json, const JsonSurvey& survey)
+    {
+        return LiftDataUris(json, survey, [this](std::string_view uri) { return IsRefused(uri); });
     }
 
     std::string PrepareText(Bytes& bytes)
     {
-        const std::string_view json(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        if (bytes.empty())
+            return "It is empty.";
+        const std::string_view json = FindJson(bytes, false);
         const JsonSurvey survey = SurveyJson(json);
-        std::string problem = FindProblem(json, survey);
-        if (!problem.empty())
-            return problem;
-        LiftedJson lifted = LiftDataUris(json, survey);
+        std::string wrong = FindProblem(json, survey);
+        if (!wrong.empty())
+            return wrong;
+        LiftedJson lifted = Lift(json, survey);
         if (!lifted.contents.empty())
             bytes.assign(lifted.text.begin(), lifted.text.end());
         embedded = std::move(lifted.contents);
         return {};
     }
 
-    // What is wrong with the layout is tinygltf's to say, but for one thing: see below.
     std::string PrepareBinary(Bytes& bytes)
     {
-        if (bytes.size() < JsonBegin)
-            return {};
-        const std::uint64_t length = ReadUint32(bytes, 8);
-        const std::uint64_t jsonSize = ReadUint32(bytes, 12);
-        const std::uint64_t jsonEnd = JsonBegin + jsonSize;
-        if (length > bytes.size() || jsonEnd > length)
-            return {};
-
-        std::uint64_t binSize = 0;
-        if (jsonEnd + ChunkHeader <= length)
-        {
-            binSize = ReadUint32(bytes, jsonEnd);
-            // tinygltf forgets the chunk's header when it checks this, and would read beyond the file's end.
-            if (jsonEnd + binSize <= length && jsonEnd + ChunkHeader + binSize > length)
-                return "Its BIN chunk reaches beyond the end of the file.";
-        }
-
-        const std::string_view json(reinterpret_cast<const char*>(bytes.data()) + JsonBegin, jsonSize);
+        std::string wrong = FindLayoutProblem(bytes);
+        if (!wrong.empty())
+            return wrong;
+        const std::string_view json = FindJson(bytes, true);
+        const std::size_t jsonEnd = JsonBegin + json.size();
+        const std::uint64_t binSize = jsonEnd < ReadUint32(bytes, 8) ? ReadUint32(bytes, jsonEnd) : 0;
         const JsonSurvey survey = SurveyJson(json);
-        std::string problem = FindProblem(json, survey);
-        if (!problem.empty())
-            return problem;
+        wrong = FindProblem(json, survey);
+        if (!wrong.empty())
+            return wrong;
         // Each buffer without a URI is a copy of the chunk; only one can be meant.
         if (binSize * survey.buffers > MaxBytes)
             return TooMany("Its buffers have", binSize * survey.buffers, "bytes", MaxBytes);
-        if (survey.plainBuffer && survey.dataUris.empty() && IsBinChunk(bytes, jsonEnd, binSize, length))
+        if (survey.plainBuffer && survey.dataUris.empty() && binSize > 0)
             LiftChunk(bytes, json, *survey.plainBuffer, binSize);
         else
             LiftInBinary(bytes, json, survey);
         return {};
-    }
-
-    // Whether tinygltf would find nothing wrong with the BIN chunk.
-    static bool IsBinChunk(const Bytes& bytes, std::uint64_t begin, std::uint64_t size, std::uint64_t length)
-    {
-        return size >= 4 && size % 4 == 0 && begin + ChunkHeader + size <= length &&
-               ReadUint32(bytes, begin + 4) == BinChunkType;
     }
 
     // Has tinygltf take the one buffer as it takes those from other files. It would copy a BIN chunk.
@@ -223,7 +325,7 @@ private:
         std::memcpy(rest.data(), bytes.data(), JsonBegin);
         std::memcpy(rest.data() + JsonBegin, text.data(), text.size());
         WriteUint32(rest, 8, std::uint32_t(rest.size()));
-        WriteUint32(rest, 12, std::uint32_t(text.size()));
+        WriteUint32(rest, FileHeader, std::uint32_t(text.size()));
 
         const auto begin = bytes.begin() + std::ptrdiff_t(JsonBegin + json.size() + ChunkHeader);
         bytes.erase(begin + std::ptrdiff_t(buffer.size), bytes.end());
@@ -233,19 +335,29 @@ private:
 
     void LiftInBinary(Bytes& bytes, std::string_view json, const JsonSurvey& survey)
     {
-        LiftedJson lifted = LiftDataUris(json, survey);
-        if (lifted.contents.empty() || lifted.text.size() > json.size())
+        LiftedJson lifted = Lift(json, survey);
+        if (lifted.contents.empty())
             return;
-        // As long as before, so that nothing else of the file changes.
-        lifted.text.resize(json.size(), ' ');
+        // As long as before where that is possible, so that nothing else of the file moves.
+        const std::size_t before = json.size();
+        lifted.text.resize(std::max((lifted.text.size() + 3) / 4 * 4, before), ' ');
+        const std::size_t more = lifted.text.size() - before;
+        bytes.insert(bytes.begin() + std::ptrdiff_t(JsonBegin + before), more, 0);
         std::ranges::copy(lifted.text, bytes.begin() + JsonBegin);
+        WriteUint32(bytes, 8, std::uint32_t(ReadUint32(bytes, 8) + more));
+        WriteUint32(bytes, FileHeader, std::uint32_t(lifted.text.size()));
         embedded = std::move(lifted.contents);
     }
 
-    bool isBinary;
+    std::string path;
+    std::string folder; // of the model, with a slash behind it; empty for the current one
+    bool isBinary = std::filesystem::path(path).extension() != ".gltf";
     bool isFirst = true;
     std::uint64_t bytesLeft = MaxBytes;
     std::vector<Bytes> embedded;
+    std::string lastBuffer; // what messages call the buffer that was read last
+    std::string problem;    // how the message goes on, see ReadGltfFile
+    GltfRemarks& remarks;
 };
 
 // Pictures are decoded elsewhere.
@@ -254,12 +366,24 @@ bool IgnoreImage(tinygltf::Image*, int, std::string*, std::string*, int, int, co
     return true;
 }
 
+// What tinygltf complains about while it reads a file nevertheless, a line each. Skins are left out anyway, and it asks
+// them for matrices that they need not have.
+void AddRemarks(GltfRemarks& remarks, std::string_view lines)
+{
+    while (!lines.empty())
+    {
+        const std::string_view line = lines.substr(0, lines.find('\n'));
+        lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+        if (!line.empty() && !line.ends_with(" in Skin."))
+            remarks.Add(Shorten(line));
+    }
+}
+
 } // namespace
 
-std::optional<GltfFile> ReadGltfFile(const std::string& path)
+Result<GltfFile> ReadGltfFile(const std::string& path, GltfRemarks& remarks)
 {
-    const bool isBinary = std::filesystem::path(path).extension() != ".gltf";
-    Reader reader(isBinary);
+    Reader reader(path, remarks);
     tinygltf::TinyGLTF loader;
     loader.SetImageLoader(IgnoreImage, nullptr);
     loader.SetFsCallbacks(reader.GetCallbacks());
@@ -267,14 +391,12 @@ std::optional<GltfFile> ReadGltfFile(const std::string& path)
     GltfFile file;
     std::string error;
     std::string warning;
-    const bool loaded = isBinary ? loader.LoadBinaryFromFile(&file.model, &error, &warning, path)
-                                 : loader.LoadASCIIFromFile(&file.model, &error, &warning, path);
-    if (!warning.empty())
-        LogWarning(warning);
-    if (!error.empty())
-        LogError(error);
+    const bool loaded = reader.IsBinary() ? loader.LoadBinaryFromFile(&file.model, &error, &warning, path)
+                                          : loader.LoadASCIIFromFile(&file.model, &error, &warning, path);
+    AddRemarks(remarks, warning);
     if (!loaded)
-        return std::nullopt;
+        return Error{reader.Explain(error)};
+    AddRemarks(remarks, error);
     file.embedded = reader.TakeEmbedded();
     return file;
 }

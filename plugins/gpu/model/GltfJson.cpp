@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
@@ -18,6 +19,55 @@ namespace
 constexpr std::string_view LiftedPrefix = "data:embedded-";
 
 constexpr std::string_view Space = " \t\r\n";
+
+using Json = nlohmann::json;
+using Bytes = std::vector<unsigned char>;
+
+// Takes in nothing but the first error.
+class ErrorFinder final : public Json::json_sax_t
+{
+public:
+    explicit ErrorFinder(std::string_view jsonText) : text(jsonText) {}
+
+    std::string GetError() const { return error; }
+
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(number_integer_t) override { return true; }
+    bool number_unsigned(number_unsigned_t) override { return true; }
+    bool number_float(number_float_t, const string_t&) override { return true; }
+    bool string(string_t&) override { return true; }
+    bool binary(binary_t&) override { return true; }
+    bool start_object(std::size_t) override { return true; }
+    bool key(string_t&) override { return true; }
+    bool end_object() override { return true; }
+    bool start_array(std::size_t) override { return true; }
+    bool end_array() override { return true; }
+
+    // `position` counts the bytes up to the one at fault.
+    bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception& exception) override
+    {
+        const std::string_view before = text.substr(0, std::max<std::size_t>(position, 1) - 1);
+        const std::size_t lineBegin = before.rfind('\n') + 1; // 0 when there is none
+        error = "line " + std::to_string(std::ranges::count(before, '\n') + 1) + ", column " +
+                std::to_string(before.size() - lineBegin + 1) + ": " + Explain(exception.what());
+        return false;
+    }
+
+private:
+    // The library's sentence: "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error while
+    // parsing value - invalid literal; last read: 'x'".
+    static std::string Explain(std::string_view sentence)
+    {
+        sentence.remove_prefix(std::min(sentence.find("] ") + 2, sentence.size()));
+        if (const std::size_t dash = sentence.find(" - "); dash != sentence.npos)
+            sentence.remove_prefix(dash + 3);
+        return std::string(sentence.substr(0, sentence.find("; last read")));
+    }
+
+    std::string_view text;
+    std::string error;
+};
 
 class Surveyor
 {
@@ -55,8 +105,11 @@ private:
         case '[':
         case '{':
             return Open(c);
-        case ']':
         case '}':
+            if (depth == 3 && list == "buffers" && !bufferUri.empty())
+                survey.namedBuffers.push_back({text.substr(buffer.begin, at - 1 - buffer.begin), bufferUri});
+            [[fallthrough]];
+        case ']':
             depth -= depth > 0;
             return;
         default:
@@ -77,7 +130,10 @@ private:
         survey.rareElements += list != "nodes" && list != "meshes" && list != "accessors" && list != "bufferViews";
         // With an escape in it, the name may be this one.
         survey.buffers += list == "buffers" || list.find('\\') != list.npos;
-        buffer.begin = list == "buffers" ? at : buffer.begin;
+        if (list != "buffers")
+            return;
+        buffer.begin = at;
+        bufferUri = {};
     }
 
     void TakeBufferMember()
@@ -101,8 +157,13 @@ private:
         at = std::min(FindClosingQuote(begin), text.size());
         lastString = text.substr(begin, at - begin);
         ++at;
-        if (std::exchange(isMember, false) && key == "uri" && lastString.starts_with("data:"))
+        if (!std::exchange(isMember, false) || key != "uri")
+            return;
+        const bool isData = lastString.starts_with("data:");
+        if (isData)
             survey.dataUris.push_back(lastString);
+        if (depth == 3 && list == "buffers")
+            bufferUri = isData ? std::string_view() : lastString;
     }
 
     // Data URIs have megabytes: the C library's search beats a loop by far.
@@ -127,24 +188,11 @@ private:
     std::string_view list; // the member of the outermost object
     bool isMember = false; // a colon came, its value didn't yet
     PlainBuffer buffer;    // the last one
+    std::string_view bufferUri;
     std::size_t bufferSizes = 0;
     bool mayHaveUri = false;
     JsonSurvey survey;
 };
-
-// Some writers escape slashes. Nothing when there is any other escape.
-std::optional<std::string> Unescape(std::string_view text)
-{
-    std::string plain;
-    plain.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        if (text[i] == '\\' && (++i == text.size() || text[i] != '/'))
-            return std::nullopt;
-        plain += text[i];
-    }
-    return plain;
-}
 
 // RFC 2397: data:[media type][;base64],data
 std::optional<std::vector<unsigned char>> DecodeDataUri(std::string_view uri)
@@ -167,21 +215,59 @@ JsonSurvey SurveyJson(std::string_view text)
     return Surveyor(text).Run();
 }
 
-LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey)
+std::optional<std::string> FindJsonError(std::string_view text)
+{
+    ErrorFinder finder(text);
+    if (Json::sax_parse(text, &finder))
+        return std::nullopt;
+    return finder.GetError();
+}
+
+std::optional<std::string> Unescape(std::string_view text)
+{
+    std::string plain;
+    plain.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        if (text[i] == '\\' && (++i == text.size() || text[i] != '/'))
+            return std::nullopt;
+        plain += text[i];
+    }
+    return plain;
+}
+
+LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey,
+                        const std::function<bool(std::string_view uri)>& isRefused)
 {
     LiftedJson lifted;
     const char* rest = text.data();
-    for (const std::string_view uri : survey.dataUris)
+    const auto replace = [&](std::string_view place, std::string_view before, std::string_view behind, Bytes content)
     {
-        std::optional<std::vector<unsigned char>> content = DecodeDataUri(uri);
-        if (!content || content->empty())
-            continue;
-        lifted.text.append(rest, uri.data());
+        lifted.text.append(rest, place.data());
+        lifted.text += before;
         lifted.text += LiftedPrefix;
         lifted.text += std::to_string(lifted.contents.size());
-        lifted.contents.push_back(std::move(*content));
-        rest = uri.data() + uri.size();
+        lifted.text += behind;
+        lifted.contents.push_back(std::move(content));
+        rest = place.data() + place.size();
+    };
+    auto refuseBuffersBefore = [&, next = survey.namedBuffers.begin()](const char* end) mutable
+    {
+        for (; next != survey.namedBuffers.end() && next->members.data() < end; ++next)
+        {
+            if (isRefused && isRefused(next->uri))
+                replace(next->members, "\"uri\":\"", "\",\"byteLength\":1", {0});
+        }
+    };
+    for (const std::string_view uri : survey.dataUris)
+    {
+        refuseBuffersBefore(uri.data());
+        if (uri.data() < rest)
+            continue; // it went with its buffer
+        if (std::optional<Bytes> content = DecodeDataUri(uri); content && !content->empty())
+            replace(uri, "", "", std::move(*content));
     }
+    refuseBuffersBefore(text.data() + text.size());
     if (!lifted.contents.empty())
         lifted.text.append(rest, text.data() + text.size());
     return lifted;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,13 @@ struct PlainBuffer
     bool operator==(const PlainBuffer&) const = default;
 };
 
+/// Is an element of "buffers" that names a file, as it stands in the text.
+struct NamedBuffer
+{
+    std::string_view members; ///< between its braces
+    std::string_view uri;     ///< between its quotes
+};
+
 /// Is what a glance over the JSON text of a glTF file tells, before anything is built from it.
 struct JsonSurvey
 {
@@ -31,10 +39,19 @@ struct JsonSurvey
     std::optional<PlainBuffer> plainBuffer;
     /// The data URIs that are values of members named "uri", as they stand between their quotes.
     std::vector<std::string_view> dataUris;
+    /// The buffers with a URI that is none of these, where the name of that member is not written with escapes.
+    std::vector<NamedBuffer> namedBuffers;
 };
 
 /// Walks over JSON text once. Text that is no JSON is walked over all the same: its errors are the parser's to find.
 JsonSurvey SurveyJson(std::string_view text);
+
+/// Returns where JSON text goes wrong and how: "line 3, column 14: unexpected end of input". Nothing when it doesn't.
+std::optional<std::string> FindJsonError(std::string_view text);
+
+/// Returns the plain text of a JSON string, given as it stands between its quotes. Nothing when it has other escapes
+/// than that of the slash, which some writers use.
+std::optional<std::string> Unescape(std::string_view text);
 
 /// Is JSON text with short names in the place of its data URIs, and what these held.
 struct LiftedJson
@@ -44,10 +61,12 @@ struct LiftedJson
 };
 
 /// Takes the data URIs in base64 out of JSON text, any media type. The survey is that of the same text. A data URI that
-/// can't be decoded stays.
+/// can't be decoded stays. The buffers of whose URIs `isRefused` says so become buffers of one byte, so that there is
+/// nothing in them and the rest of the file can be read.
 ///
 /// Why: parsers copy such a string several times, character by character. Decoded here, the megabytes never reach them.
-LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey);
+LiftedJson LiftDataUris(std::string_view text, const JsonSurvey& survey,
+                        const std::function<bool(std::string_view uri)>& isRefused = {});
 
 /// Gives the buffer of a survey of the same text the URI by which FindLifted finds the contents of that number.
 std::string NameLifted(std::string_view text, const PlainBuffer& buffer, std::size_t number);

@@ -1,6 +1,7 @@
 #include "model/GltfLoading.h"
 
 #include "Varkle/Core/Log.h"
+#include "Varkle/Core/Text.h"
 #include "model/GltfFile.h"
 #include "model/GltfImages.h"
 #include "model/GltfMaterials.h"
@@ -9,23 +10,33 @@
 
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
 namespace Varkle
 {
 
-// tinygltf throws on some broken files, and memory may not suffice.
-std::shared_ptr<Model> LoadFromFile(const std::string& path)
-try
+namespace
 {
+
+// Null when the file can't be read, which is said.
+std::shared_ptr<Model> Load(const std::string& path, const std::string& name)
+{
+    GltfRemarks remarks(name);
+    Result<GltfFile> file = ReadGltfFile(path, remarks);
+    if (!file)
+    {
+        LogError(name + " can't be read" + file.GetError().message);
+        return nullptr;
+    }
     auto model = std::make_shared<Model>();
-    std::optional<GltfFile> file = ReadGltfFile(path);
-    if (!file || file->model.scenes.empty())
+    if (file->model.scenes.empty())
         return model;
 
-    const std::vector<Texture> images = LoadGltfImages(*file, std::filesystem::path(path).parent_path());
+    const std::vector<Texture> images = LoadGltfImages(*file, std::filesystem::path(path).parent_path(), remarks);
     const std::vector<Texture> textures = MakeGltfTextures(file->model, images);
     const std::vector<std::shared_ptr<Material>> materials = MakeGltfMaterials(file->model, textures);
     const std::vector<std::vector<Mesh>> meshes = MakeGltfMeshes(file->model, materials);
@@ -37,9 +48,30 @@ try
         model->SetRootNode(std::move(*root));
     return model;
 }
-catch (const std::exception& error)
+
+} // namespace
+
+// tinygltf throws on some broken files, and memory may not suffice.
+std::shared_ptr<Model> LoadFromFile(const std::string& path)
 {
-    LogError("The model \"" + path + "\" could not be loaded: " + error.what());
+    const std::string name = "The model " + Quoted(path);
+    try
+    {
+        if (std::shared_ptr<Model> model = Load(path, name))
+            return model;
+    }
+    catch (const std::bad_alloc&)
+    {
+        LogError(name + " can't be read: There is not enough memory.");
+    }
+    catch (const std::out_of_range&)
+    {
+        LogError(name + " can't be read: A buffer or picture in it is empty.");
+    }
+    catch (const std::exception& error)
+    {
+        LogError(name + " can't be read: " + error.what());
+    }
     return std::make_shared<Model>();
 }
 

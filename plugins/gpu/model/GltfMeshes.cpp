@@ -95,7 +95,9 @@ private:
             const tinygltf::Accessor* const accessor = FindAccessor(model, entry->second);
             if (!accessor || accessor->componentType != TINYGLTF_COMPONENT_TYPE_FLOAT)
                 continue;
-            if (const Attribute* const attribute = FindAttribute(known.semantic, *accessor))
+            const bool isOdd =
+                !mesh.GetAttributes().empty() && accessor->count != mesh.GetAttributes().front().GetVertexCount();
+            if (const Attribute* const attribute = isOdd ? nullptr : FindAttribute(known.semantic, *accessor))
                 mesh = mesh.AddAttribute(*attribute);
         }
         return mesh;

@@ -22,6 +22,10 @@ bool IsMoved(const Attribute& attribute)
     return name == "Position" || name == "Normal" || name == "Tangent";
 }
 
+// The matrices of the copies are computed one after the other on the main thread: a million take about a tenth of a
+// second and 128 MB.
+constexpr std::uint64_t MaxCopies = 1'000'000;
+
 // Returns how many copies fit into a mesh and into the buffers that the GPU can make and give to the shaders.
 std::uint64_t CountPossibleCopies(const Mesh& mesh)
 {
@@ -31,7 +35,7 @@ std::uint64_t CountPossibleCopies(const Mesh& mesh)
         device.GetLimits(&limits);
     const std::uint64_t mostBound = limits.maxStorageBufferBindingSize;
 
-    std::uint64_t most = mostBound / sizeof(glm::mat4);
+    std::uint64_t most = std::min(MaxCopies, mostBound / sizeof(glm::mat4));
     const auto limit = [&most](std::uint64_t elements, std::uint64_t elementSize, std::uint64_t mostBytes)
     {
         if (elements > 0)

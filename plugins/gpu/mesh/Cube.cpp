@@ -24,10 +24,8 @@ struct Face
 
 void AppendFace(const Face& face, MeshArrays& arrays)
 {
-    const std::uint64_t columns = std::uint64_t(face.columns);
-    const std::uint64_t rows = std::uint64_t(face.rows);
-    arrays.Reserve((columns + 1) * (rows + 1), 6 * columns * rows);
-
+    const auto columns = std::uint32_t(face.columns);
+    const auto rows = std::uint32_t(face.rows);
     const std::uint32_t base = arrays.GetVertexCount();
     for (int j = 0; j <= face.rows; ++j)
     {
@@ -41,7 +39,7 @@ void AppendFace(const Face& face, MeshArrays& arrays)
         }
     }
 
-    const auto stride = std::uint32_t(columns + 1);
+    const std::uint32_t stride = columns + 1;
     for (std::uint32_t j = 0; j < rows; ++j)
     {
         for (std::uint32_t i = 0; i < columns; ++i)
@@ -67,7 +65,15 @@ Mesh BuildCube(const glm::ivec3& subdivisions, const glm::vec3& size)
         {{-h.x, +h.y, +h.z}, {s.x, 0, 0}, {0, 0, -s.z}, {0, 1, 0}, {1, 0, 0}, n.x, n.z},
         {{-h.x, -h.y, -h.z}, {s.x, 0, 0}, {0, 0, s.z}, {0, -1, 0}, {1, 0, 0}, n.x, n.z},
     };
+    double vertexCount = 0;
+    double indexCount = 0;
+    for (const Face& face : faces)
+    {
+        vertexCount += (face.columns + 1.0) * (face.rows + 1.0);
+        indexCount += 6.0 * face.columns * face.rows;
+    }
     MeshArrays arrays;
+    arrays.Reserve(vertexCount, indexCount);
     for (const Face& face : faces)
         AppendFace(face, arrays);
     return arrays.Upload();

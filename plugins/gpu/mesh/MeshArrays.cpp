@@ -1,5 +1,6 @@
 #include "mesh/MeshArrays.h"
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -18,19 +19,32 @@ Attribute MakeAttribute(const AttributeSemantic& semantic, const std::vector<T>&
     return attribute;
 }
 
+// "12345", without a point.
+std::string InDigits(double count)
+{
+    const std::string text = std::to_string(count);
+    return text.substr(0, text.find_first_of(".,"));
+}
+
 } // namespace
 
-void MeshArrays::Reserve(std::uint64_t vertexCount, std::uint64_t indexCount)
+void MeshArrays::Reserve(double vertexCount, double indexCount)
 {
     constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
-    if (positions.size() + vertexCount > most || indices.size() + indexCount > most)
+    if (std::max(vertexCount, indexCount) > double(most))
         throw std::length_error("a mesh can have " + std::to_string(most) + " vertices and indices, not " +
-                                std::to_string(std::max(vertexCount, indexCount)) + ".");
-    positions.reserve(positions.size() + vertexCount);
-    normals.reserve(normals.size() + vertexCount);
-    tangents.reserve(tangents.size() + vertexCount);
-    texCoords.reserve(texCoords.size() + vertexCount);
-    indices.reserve(indices.size() + indexCount);
+                                InDigits(std::max(vertexCount, indexCount)) + ".");
+    constexpr std::size_t vertexSize = 2 * sizeof(glm::vec3) + sizeof(glm::vec4) + sizeof(glm::vec2);
+    const double bytes = vertexCount * double(vertexSize) + indexCount * double(sizeof(std::uint32_t));
+    if (bytes > double(MaxBytes))
+        throw std::length_error("the vertices and indices of a mesh can take " + std::to_string(MaxBytes) +
+                                " bytes, not " + InDigits(bytes) + ".");
+    const auto vertices = std::size_t(vertexCount);
+    positions.reserve(vertices);
+    normals.reserve(vertices);
+    tangents.reserve(vertices);
+    texCoords.reserve(vertices);
+    indices.reserve(std::size_t(indexCount));
 }
 
 void MeshArrays::AppendVertex(const glm::vec3& position, const glm::vec3& normal, const glm::vec4& tangent,

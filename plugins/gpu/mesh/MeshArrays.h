@@ -21,9 +21,14 @@ struct MeshArrays
     std::vector<glm::vec2> texCoords;
     std::vector<std::uint32_t> indices;
 
-    /// Makes room for so many more vertices and indices. Throws std::length_error when they are more than a mesh can
-    /// have, and what the allocation throws when the memory does not suffice.
-    void Reserve(std::uint64_t vertexCount, std::uint64_t indexCount);
+    /// What the vertices and indices of a mesh may take: 2 GiB. While it is uploaded it is in memory up to three times.
+    static constexpr std::uint64_t MaxBytes = std::uint64_t(1) << 31;
+
+    /// Makes room for all vertices and indices of a mesh, before the first is appended. Whole numbers, as double: the
+    /// product of a user's numbers may need more than 64 bits. Throws std::length_error, before anything is allocated,
+    /// when they are more than a mesh can have or than MaxBytes can hold, and what the allocation throws when the
+    /// memory does not suffice.
+    void Reserve(double vertexCount, double indexCount);
 
     void AppendVertex(const glm::vec3& position, const glm::vec3& normal, const glm::vec4& tangent,
                       const glm::vec2& texCoord);

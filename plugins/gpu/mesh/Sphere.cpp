@@ -41,7 +41,7 @@ struct Grid
     Corner GetSouthPole() const { return {{0, -radius, 0}, {1, 0, 0}, {0.5f, 1}}; }
 
     // Of both constructions: two caps of one triangle a meridian, bands of two.
-    std::uint64_t GetIndexCount() const { return 6 * std::uint64_t(meridians) * std::uint64_t(rings - 1); }
+    double GetIndexCount() const { return 6.0 * meridians * (rings - 1.0); }
 };
 
 void AppendVertex(const Corner& corner, const glm::vec3& normal, MeshArrays& arrays)
@@ -53,7 +53,7 @@ void AppendVertex(const Corner& corner, const glm::vec3& normal, MeshArrays& arr
 Mesh BuildSmooth(const Grid& grid)
 {
     MeshArrays arrays;
-    arrays.Reserve(2 + std::uint64_t(grid.rings - 1) * (std::uint64_t(grid.meridians) + 1), grid.GetIndexCount());
+    arrays.Reserve(2.0 + (grid.rings - 1.0) * (grid.meridians + 1.0), grid.GetIndexCount());
     AppendVertex(grid.GetNorthPole(), {0, 1, 0}, arrays);
     for (int i = 1; i < grid.rings; ++i)
     {

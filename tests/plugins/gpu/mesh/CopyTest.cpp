@@ -390,6 +390,20 @@ TEST_CASE("Mesh Copy of more than a mesh or a buffer can hold is an error and le
     CHECK(log.lines.empty());
 }
 
+TEST_CASE("Mesh Copy makes a million copies at most, however small they are")
+{
+    MeshRunner<CopyMesh> runner;
+    const Mesh before = runner.Run(MakePoints({}));
+    const LogRecorder log;
+    runner.SetInt("Count", 1'000'001);
+    CHECK(IsSame(runner.Run(), before));
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.lines[0] == "error: Copy: 1000001 copies of a mesh of 0 vertices are too many; 1000000 are possible.");
+    runner.SetInt("Count", 1'000'000);
+    CHECK_FALSE(IsSame(runner.Run(), before));
+    CHECK(log.lines.size() == 1);
+}
+
 TEST_CASE("Mesh Copy counts indices and the larger of the attributes too when it looks for room")
 {
     MeshRunner<CopyMesh> runner;

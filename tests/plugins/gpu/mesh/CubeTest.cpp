@@ -236,7 +236,8 @@ TEST_CASE("A cube of more vertices or indices than a mesh can have is an error a
 {
     MeshRunner<Cube> runner;
     const Mesh before = runner.Run();
-    for (const glm::ivec3 subdivisions : {glm::ivec3(100000, 100000, 1), {2147483647, 1, 1}, {50000, 1, 50000}})
+    for (const glm::ivec3 subdivisions :
+         {glm::ivec3(100000, 100000, 1), {2147483647, 1, 1}, {1, 1, 400000000}, {2147483647, 2147483647, 2147483647}})
     {
         const LogRecorder log;
         runner.Parameter<Vector3IntParameter>("Subdivisions").SetValue(subdivisions);
@@ -248,6 +249,19 @@ TEST_CASE("A cube of more vertices or indices than a mesh can have is an error a
     }
     runner.Parameter<Vector3IntParameter>("Subdivisions").SetValue({1, 1, 1});
     CHECK(ReadPositions(runner.Run()).size() == 24);
+}
+
+TEST_CASE("A cube whose vertices and indices would take more than 2 GiB is an error at once")
+{
+    MeshRunner<Cube> runner;
+    const Mesh before = runner.Run();
+    const LogRecorder log;
+    // No face alone has so many: 6 * 2501^2 vertices of 48 bytes, 36 * 2500^2 indices of 4.
+    runner.Parameter<Vector3IntParameter>("Subdivisions").SetValue({2500, 2500, 2500});
+    CHECK(IsSame(runner.Run(), before));
+    REQUIRE(log.lines.size() == 1);
+    CHECK(log.lines[0].starts_with("error: "));
+    CHECK(log.Contains("can take 2147483648 bytes, not 2701440288."));
 }
 
 TEST_CASE("Cube goes on with a size that is not finite")

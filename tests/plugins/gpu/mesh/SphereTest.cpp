@@ -362,6 +362,36 @@ TEST_CASE("A sphere of more vertices or indices than a mesh can have is an error
     }
 }
 
+TEST_CASE("A sphere whose vertices and indices would take more than 2 GiB is an error at once")
+{
+    MeshRunner<Sphere> runner;
+    const Mesh before = runner.Run();
+    struct Case
+    {
+        bool smooth;
+        glm::ivec2 segments;
+        const char* message;
+    };
+    const Case cases[] = {
+        // 6 * 1755490152 * 1751338418 is 5,600 more than 2^64.
+        {false, {1755490152, 1751338419}, "4294967295 vertices and indices, not 184467440737095"},
+        {true, {1755490152, 1751338419}, "4294967295 vertices and indices, not 184467440737095"},
+        {true, {20000, 20000}, "can take 2147483648 bytes, not 28799520048."},
+        {false, {5000, 5000}, "can take 2147483648 bytes, not 7798440000."}, // 52 bytes for each of 149,970,000
+    };
+    for (const Case& test : cases)
+    {
+        INFO(test.message);
+        const LogRecorder log;
+        runner.SetBool("Smooth Normals", test.smooth);
+        runner.Parameter<Vector2IntParameter>("Segments").SetValue(test.segments);
+        CHECK(IsSame(runner.Run(), before));
+        REQUIRE(log.lines.size() == 1);
+        CHECK(log.lines[0].starts_with("error: "));
+        CHECK(log.Contains(test.message));
+    }
+}
+
 TEST_CASE("Sphere goes on with a radius that is not finite")
 {
     MeshRunner<Sphere> runner;

@@ -56,7 +56,8 @@ void Write(const std::string& path, const std::string& bytes)
 
 void LoadOurs(const std::string& path)
 {
-    if (!LoadFromFile(path)->GetRootNode())
+    const std::shared_ptr<Model> model = LoadFromFile(path);
+    if (!model || !model->GetRootNode())
         throw std::runtime_error(path + " can't be loaded");
 }
 

@@ -20,7 +20,7 @@ double Milliseconds(std::chrono::nanoseconds time)
 
 std::string FormatStatistics(const Graph& graph, bool withGpuTimes)
 {
-    std::map<std::string, std::chrono::nanoseconds> gpuTimes;
+    std::map<const Operator*, std::chrono::nanoseconds> gpuTimes;
     if (withGpuTimes)
         gpuTimes = Graphics::CollectTimings();
 
@@ -32,7 +32,7 @@ std::string FormatStatistics(const Graph& graph, bool withGpuTimes)
         fmt::format("{:<{}}  {:>10}  {:>10}  {:>10}\n", "operator", width, "executions", "CPU ms", "GPU ms");
     for (const std::unique_ptr<Operator>& op : graph.GetOperators())
     {
-        const std::string gpu = withGpuTimes ? fmt::format("{:.3f}", Milliseconds(gpuTimes[op->GetKey()])) : "-";
+        const std::string gpu = withGpuTimes ? fmt::format("{:.3f}", Milliseconds(gpuTimes[op.get()])) : "-";
         table += fmt::format("{:<{}}  {:>10}  {:>10.3f}  {:>10}\n", op->GetKey(), width, op->GetExecutionCount(),
                              Milliseconds(op->GetExecutionTime()), gpu);
     }

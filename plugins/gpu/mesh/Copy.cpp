@@ -164,8 +164,8 @@ void CopyMesh::Execute(ExecutionContext&)
             return;
         result = result.SetConnectivity(newConnectivity);
     }
-    recorder.Submit();
-    meshOutput.Activate(result.SetMaterial(mesh.GetMaterial()));
+    if (recorder.Submit())
+        meshOutput.Activate(result.SetMaterial(mesh.GetMaterial()));
 }
 
 } // namespace Varkle

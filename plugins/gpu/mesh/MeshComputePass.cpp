@@ -31,8 +31,7 @@ bool MeshComputePass::Run(std::uint64_t count, std::initializer_list<StorageBind
     ComputePassRecorder recorder;
     if (!Record(recorder, count, buffers))
         return false;
-    recorder.Submit();
-    return true;
+    return recorder.Submit();
 }
 
 bool MeshComputePass::Record(ComputePassRecorder& recorder, std::uint64_t count,

@@ -8,6 +8,7 @@
 #include "model/GltfMeshes.h"
 #include "model/GltfNodes.h"
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -40,6 +41,10 @@ std::shared_ptr<Model> Load(const std::string& path, const std::string& name)
     const std::vector<Texture> textures = MakeGltfTextures(file->model, images);
     const std::vector<std::shared_ptr<Material>> materials = MakeGltfMaterials(file->model, textures);
     const std::vector<std::vector<Mesh>> meshes = MakeGltfMeshes(file->model, materials);
+    const auto isComplete = [](const std::vector<Mesh>& primitives)
+    { return std::ranges::all_of(primitives, &Mesh::IsComplete); };
+    if (!std::ranges::all_of(meshes, isComplete))
+        return nullptr; // logged
     for (const Texture& texture : textures)
         model->AddTexture(texture);
     for (const std::shared_ptr<Material>& material : materials)

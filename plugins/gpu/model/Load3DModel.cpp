@@ -20,7 +20,10 @@ const ObjectType* Load3DModel::Type()
 
 void Load3DModel::Execute(ExecutionContext&)
 {
-    modelOutput.Activate(filePath.Value().empty() ? Model() : *LoadFromFile(filePath.Value()));
+    if (filePath.Value().empty())
+        modelOutput.Activate(Model());
+    else if (const std::shared_ptr<Model> model = LoadFromFile(filePath.Value()))
+        modelOutput.Activate(*model);
 }
 
 } // namespace Varkle

@@ -53,9 +53,9 @@ void Blend::Execute(ExecutionContext&)
     const TextureView foregroundView = MakeRepeatingView(foreground.GetTextureOrDefault(), foregroundSwizzle.Value());
     const TextureView backgroundView = MakeRepeatingView(background.GetTextureOrDefault(), backgroundSwizzle.Value());
     const TextureView maskView = MakeRepeatingView(mask.HasTexture() ? mask.GetTexture() : GetDefaultWhiteTexture());
-    pass.Draw(frameBuffer,
-              {pass.MakeTextureGroup(1, {foregroundView, backgroundView}), pass.MakeTextureGroup(2, {maskView})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer,
+                  {pass.MakeTextureGroup(1, {foregroundView, backgroundView}), pass.MakeTextureGroup(2, {maskView})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -38,19 +38,20 @@ void Blur::Execute(ExecutionContext&)
 
     const FrameBuffer across = settings.CreateFrameBuffer();
     blurPass.GetUniform("step").SetVec2({1.0f / float(across.GetWidth()), 0.0f});
-    blurPass.Draw(across, {blurPass.MakeTextureGroup(1, {textureInput.GetTexture()})});
+    if (!blurPass.Draw(across, {blurPass.MakeTextureGroup(1, {textureInput.GetTexture()})}))
+        return; // logged; likewise
 
     // Only now: both passes read the same uniform block, and the queue keeps the order of writes and passes.
     blurPass.GetUniform("step").SetVec2({0.0f, 1.0f / float(across.GetHeight())});
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
     const Texture blurredAcross = across.GetColorTarget(0);
-    if (mask.HasTexture())
-        maskedPass.Draw(frameBuffer, {maskedPass.MakeTextureGroup(1, {blurredAcross}),
-                                      maskedPass.MakeTextureGroup(2, {textureInput.GetTexture()}),
-                                      maskedPass.MakeTextureGroup(3, {mask.GetTexture()})});
-    else
-        blurPass.Draw(frameBuffer, {blurPass.MakeTextureGroup(1, {blurredAcross})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    const bool drawn = mask.HasTexture()
+                           ? maskedPass.Draw(frameBuffer, {maskedPass.MakeTextureGroup(1, {blurredAcross}),
+                                                           maskedPass.MakeTextureGroup(2, {textureInput.GetTexture()}),
+                                                           maskedPass.MakeTextureGroup(3, {mask.GetTexture()})})
+                           : blurPass.Draw(frameBuffer, {blurPass.MakeTextureGroup(1, {blurredAcross})});
+    if (drawn)
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

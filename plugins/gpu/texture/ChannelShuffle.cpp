@@ -45,11 +45,11 @@ void ChannelShuffle::Execute(ExecutionContext&)
     pass.GetUniform("alphaChannel").SetInt(int(alphaChannel.GetIndexOr(3)));
 
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {MakeRepeatingView(textureInputA.GetTextureOrDefault()),
-                                                      MakeRepeatingView(textureInputB.GetTextureOrDefault()),
-                                                      MakeRepeatingView(textureInputC.GetTextureOrDefault()),
-                                                      MakeRepeatingView(textureInputD.GetTextureOrDefault())})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {MakeRepeatingView(textureInputA.GetTextureOrDefault()),
+                                                          MakeRepeatingView(textureInputB.GetTextureOrDefault()),
+                                                          MakeRepeatingView(textureInputC.GetTextureOrDefault()),
+                                                          MakeRepeatingView(textureInputD.GetTextureOrDefault())})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

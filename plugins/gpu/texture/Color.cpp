@@ -22,8 +22,8 @@ void ColorOperator::Execute(ExecutionContext&)
 {
     settings.Update();
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    RenderPassRecorder().BindFrameBuffer(frameBuffer).ClearColorBuffer(color.Value().ToVec4()).Submit();
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (RenderPassRecorder().BindFrameBuffer(frameBuffer).ClearColorBuffer(color.Value().ToVec4()).Submit())
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

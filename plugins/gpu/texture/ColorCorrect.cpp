@@ -25,8 +25,8 @@ void ColorCorrect::Execute(ExecutionContext&)
     pass.GetUniform("saturation").SetFloat(float(saturation.Value()));
 
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

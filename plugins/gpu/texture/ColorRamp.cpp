@@ -31,8 +31,8 @@ void ColorRamp::Execute(ExecutionContext&)
     pass.GetUniform("mode").SetUInt(unsigned(colorSpace.GetIndexOr(3)));
 
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

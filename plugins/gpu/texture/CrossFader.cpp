@@ -48,8 +48,8 @@ void CrossFader::Execute(ExecutionContext&)
 
     pass.GetUniform("faderPosition").SetFloat(float(position - double(index)));
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {inputA.GetTexture(), inputB.GetTexture()})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {inputA.GetTexture(), inputB.GetTexture()})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

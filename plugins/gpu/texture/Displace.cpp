@@ -27,10 +27,10 @@ void Displace::Execute(ExecutionContext&)
     pass.GetUniform("midPoint").SetVec2(glm::vec2(midPoint.Value()));
 
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    pass.Draw(frameBuffer,
-              {pass.MakeTextureGroup(1, {MakeRepeatingView(textureInput.GetTexture()),
-                                         MakeRepeatingView(displaceInput.GetTexture(), displaceChannels.Value())})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(
+                                   1, {MakeRepeatingView(textureInput.GetTexture()),
+                                       MakeRepeatingView(displaceInput.GetTexture(), displaceChannels.Value())})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -26,8 +26,8 @@ void EdgeDetect::Execute(ExecutionContext&)
     pass.GetUniform("threshold").SetFloat(float(threshold.Value()));
     pass.GetUniform("strength").SetFloat(float(strength.Value()));
 
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

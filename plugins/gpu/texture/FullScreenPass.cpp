@@ -50,6 +50,11 @@ void FullScreenPass::RebuildPipeline(const FrameBufferFormat& newFormat)
                    .SetFrameBufferFormat(pipelineFormat)
                    .DefineVertexBuffer(0, {0}, wgpu::VertexStepMode::Vertex)
                    .Build();
+    MakeUniformGroup();
+}
+
+void FullScreenPass::MakeUniformGroup()
+{
     if (HasUniforms())
         uniformGroup = BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build();
 }
@@ -66,9 +71,14 @@ wgpu::BindGroup FullScreenPass::MakeTextureGroup(int group, std::initializer_lis
     return builder.Build();
 }
 
-void FullScreenPass::Draw(const FrameBuffer& target, std::initializer_list<wgpu::BindGroup> textureGroups)
+bool FullScreenPass::Draw(const FrameBuffer& target, std::initializer_list<wgpu::BindGroup> textureGroups)
 {
     uniforms.UploadChanges();
+    // What the GPU refused to make before may be possible now.
+    if (!quad)
+        quad = MakeFullScreenQuad();
+    if (!uniformGroup)
+        MakeUniformGroup();
 
     RenderPassRecorder recorder;
     recorder.BindFrameBuffer(target)
@@ -80,7 +90,7 @@ void FullScreenPass::Draw(const FrameBuffer& target, std::initializer_list<wgpu:
         recorder.BindBindGroup(group++, uniformGroup);
     for (const wgpu::BindGroup& textures : textureGroups)
         recorder.BindBindGroup(group++, textures);
-    recorder.Draw(6, 1, 0, 0).Submit();
+    return recorder.Draw(6, 1, 0, 0).Submit();
 }
 
 } // namespace Varkle

@@ -18,7 +18,8 @@ namespace Varkle
 ///     pass.SetFormat(settings.GetFrameBufferFormat());
 ///     pass.GetUniform("method").SetUInt(2);
 ///     const FrameBuffer target = settings.CreateFrameBuffer();
-///     pass.Draw(target, {pass.MakeTextureGroup(1, {texture})});
+///     if (pass.Draw(target, {pass.MakeTextureGroup(1, {texture})}))
+///         textureOutput.Activate(target.GetColorTarget(0));
 ///
 /// The shader has one vertex stage (the quad's clip-space corners at location 0) and one fragment stage, its uniform
 /// block at group 0, binding 0, and its textures, each followed by its sampler, from group 1 on; without a uniform
@@ -43,11 +44,13 @@ public:
     wgpu::BindGroup MakeTextureGroup(int group, std::initializer_list<TextureView> views) const;
 
     /// Uploads the uniforms that changed and draws the quad in one pass, submitted at once, on opaque black. The groups
-    /// are those behind the uniform block's, in order.
-    void Draw(const FrameBuffer& target, std::initializer_list<wgpu::BindGroup> textureGroups);
+    /// are those behind the uniform block's, in order. Returns true when the target holds the picture; false, with the
+    /// reason in the log, when the GPU could not draw it: the operator keeps its last one then.
+    [[nodiscard]] bool Draw(const FrameBuffer& target, std::initializer_list<wgpu::BindGroup> textureGroups);
 
 private:
     void RebuildPipeline(const FrameBufferFormat& newFormat);
+    void MakeUniformGroup();
     bool HasUniforms() const { return uniforms.GetStructSize() > 0; }
 
     Shader shader;

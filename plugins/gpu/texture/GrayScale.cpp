@@ -26,8 +26,8 @@ void GrayScale::Execute(ExecutionContext&)
     pass.GetUniform("method").SetUInt(unsigned(method.GetIndexOr(0)));
 
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -24,9 +24,10 @@ void LookupUV::Execute(ExecutionContext&)
 
     pass.SetFormat(settings.GetFrameBufferFormat());
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(0, {MakeRepeatingView(textureInput.GetTexture()),
-                                                      MakeRepeatingView(uvInput.GetTexture(), uvChannels.Value())})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer,
+                  {pass.MakeTextureGroup(0, {MakeRepeatingView(textureInput.GetTexture()),
+                                             MakeRepeatingView(uvInput.GetTexture(), uvChannels.Value())})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -105,13 +105,16 @@ void Mixer::RebuildUniformGroup()
     uniformGroup = BindGroupBuilder(pipeline, 0).AddUniformBuffer(0, uniforms, 0).Build();
 }
 
-// Never shrinks. The old contents are not needed: every execution writes all opacities.
-void Mixer::GrowUniformBuffer(std::size_t count)
+// The buffer never shrinks. The old contents are not needed: every execution writes all opacities.
+void Mixer::PrepareUniforms(std::size_t count)
 {
-    if (count <= uniforms.GetBlockCount())
-        return;
-    uniforms = MakeUniformBuffer(shader, std::bit_ceil(count));
-    RebuildUniformGroup();
+    if (count > uniforms.GetBlockCount())
+    {
+        uniforms = MakeUniformBuffer(shader, std::bit_ceil(count));
+        uniformGroup = nullptr;
+    }
+    if (!uniformGroup)
+        RebuildUniformGroup();
 }
 
 void Mixer::Execute(ExecutionContext&)
@@ -121,7 +124,7 @@ void Mixer::Execute(ExecutionContext&)
         RebuildPipeline();
 
     const std::vector<DataInput*>& list = textureInputs.GetInputs();
-    GrowUniformBuffer(list.size());
+    PrepareUniforms(list.size());
     for (std::size_t i = 0; i < list.size(); ++i)
         uniforms.GetBlock(i).GetVariable("opacity").SetFloat(OpacityOf(*list[i]));
     uniforms.UploadChanges();
@@ -139,8 +142,8 @@ void Mixer::Execute(ExecutionContext&)
             .BindBindGroup(1, BindGroupBuilder(pipeline, 1).AddTextureView(0, 1, view).Build())
             .Draw(6, 1, 0, 0);
     }
-    recorder.Submit();
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (recorder.Submit())
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -29,7 +29,7 @@ public:
 private:
     void RebuildPipeline();
     void RebuildUniformGroup();
-    void GrowUniformBuffer(std::size_t count);
+    void PrepareUniforms(std::size_t count);
 
     void InputAdded(DataInput& input);
     void InputRemoving(DataInput& input);

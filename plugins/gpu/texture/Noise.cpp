@@ -56,7 +56,7 @@ void Noise::RebuildPipeline()
 void Noise::Execute(ExecutionContext&)
 {
     settings.Update();
-    if (settings.GetFrameBufferFormat() != pipelineFormat)
+    if (settings.GetFrameBufferFormat() != pipelineFormat || !uniformGroup)
         RebuildPipeline();
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
 
@@ -73,16 +73,17 @@ void Noise::Execute(ExecutionContext&)
     fragment.GetVariable("repetition").SetVec3(glm::vec3(repetition.Value()));
     fragmentUniforms.UploadChanges();
 
-    RenderPassRecorder()
-        .BindFrameBuffer(frameBuffer)
-        .ClearColorBuffer({0, 0, 0, 1})
-        .BindPipeline(pipeline)
-        .BindVertexBuffer(0, quadPositions, 0, std::uint64_t(-1))
-        .BindVertexBuffer(1, noisePositions, 0, std::uint64_t(-1))
-        .BindBindGroup(0, uniformGroup)
-        .Draw(6, 1, 0, 0)
-        .Submit();
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    const bool drawn = RenderPassRecorder()
+                           .BindFrameBuffer(frameBuffer)
+                           .ClearColorBuffer({0, 0, 0, 1})
+                           .BindPipeline(pipeline)
+                           .BindVertexBuffer(0, quadPositions, 0, std::uint64_t(-1))
+                           .BindVertexBuffer(1, noisePositions, 0, std::uint64_t(-1))
+                           .BindBindGroup(0, uniformGroup)
+                           .Draw(6, 1, 0, 0)
+                           .Submit();
+    if (drawn)
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -36,8 +36,8 @@ void Resize::Execute(ExecutionContext&)
     pass.GetUniform("fitMode").SetUInt(unsigned(fitMode.GetIndexOr(1)));
     pass.GetUniform("alignment").SetVec2(0.5f * alignment);
 
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {input})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {input})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -35,8 +35,8 @@ void SineWave::Execute(ExecutionContext&)
     pass.GetUniform("shape").SetInt(int(shape.GetIndexOr(0)));
     pass.GetUniform("alphaSignal").SetFloat(alpha.Value() ? 1.0f : 0.0f);
 
-    pass.Draw(frameBuffer, {});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -74,8 +74,8 @@ void TransformTexture::Execute(ExecutionContext&)
     pass.GetUniform("tilingNoneX").SetInt(tilingModeX.Value() == "None" ? 1 : 0);
     pass.GetUniform("tilingNoneY").SetInt(tilingModeY.Value() == "None" ? 1 : 0);
 
-    pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {TextureView(input.GetTextureView({}), sampler)})});
-    textureOutput.Activate(frameBuffer.GetColorTarget(0));
+    if (pass.Draw(frameBuffer, {pass.MakeTextureGroup(1, {TextureView(input.GetTextureView({}), sampler)})}))
+        textureOutput.Activate(frameBuffer.GetColorTarget(0));
 }
 
 } // namespace Varkle

@@ -199,11 +199,20 @@ ResourcePool<Key, wgpu::Buffer>& Pool()
 
 constexpr wgpu::BufferUsage stagingUsage = wgpu::BufferUsage::MapWrite | wgpu::BufferUsage::CopySrc;
 
+std::nullptr_t Refuse(std::uint64_t size, std::string_view reason)
+{
+    LogError(
+        Internal::Label("A buffer of " + std::to_string(size) + " bytes could not be made: " + std::string(reason)));
+    return nullptr;
+}
+
 wgpu::Buffer TakeOrCreate(std::uint64_t size, wgpu::BufferUsage usage, bool mappedAtCreation)
 {
     const wgpu::Device device = Graphics::GetDevice();
-    if (!device)
-        return nullptr;
+    if (!device || Graphics::IsLost())
+        return nullptr; // logged
+    if (Internal::TakeFailure(GpuRequest::Buffer))
+        return Refuse(size, Internal::FailureReason);
     if (std::optional<wgpu::Buffer> idle = Pool().Take({size, usage}))
     {
         ++Internal::Counters().buffersReused;
@@ -224,13 +233,10 @@ wgpu::Buffer TakeOrCreate(std::uint64_t size, wgpu::BufferUsage usage, bool mapp
     Internal::ErrorScope scope;
     wgpu::Buffer buffer = device.CreateBuffer(&descriptor);
     const std::string problem = scope.Finish();
-    if (problem.empty())
-    {
-        ++Internal::Counters().buffersCreated;
-        return buffer;
-    }
-    LogError(Internal::Label("A buffer of " + std::to_string(size) + " bytes could not be made: " + problem));
-    return nullptr;
+    if (!problem.empty())
+        return Refuse(size, problem);
+    ++Internal::Counters().buffersCreated;
+    return buffer;
 }
 
 } // namespace

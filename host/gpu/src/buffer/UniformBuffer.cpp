@@ -123,7 +123,8 @@ void WriteBytes(UniformBufferData& data, std::size_t offset, const void* value, 
 /// Makes the GPU buffer when there is none on this device; it lacks everything then.
 void PrepareBuffer(UniformBufferData& data)
 {
-    if (data.bytes.empty() || !Graphics::GetDevice() || data.generation == Internal::DeviceGeneration())
+    const bool isThere = data.buffer && data.generation == Internal::DeviceGeneration();
+    if (data.bytes.empty() || !Graphics::GetDevice() || isThere)
         return;
     data.generation = Internal::DeviceGeneration();
     data.buffer = Buffer(data.bytes.size(), data.usage, true);

@@ -204,6 +204,12 @@ Mesh Mesh::SetConnectivity(Connectivity connectivity) const
     return mesh;
 }
 
+bool Mesh::IsComplete() const
+{
+    const auto hasBuffer = [](const Attribute& attribute) { return bool(attribute.GetBuffer()); };
+    return std::ranges::all_of(GetAttributes(), hasBuffer) && (!GetConnectivity() || GetConnectivity()->GetBuffer());
+}
+
 std::shared_ptr<Material> Mesh::GetMaterial() const
 {
     return data ? data->material : nullptr;

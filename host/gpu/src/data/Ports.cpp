@@ -81,6 +81,8 @@ const ObjectType* MeshOutput::GetInputType() const
 
 void MeshOutput::Activate(Mesh newMesh)
 {
+    if (!newMesh.IsComplete())
+        return;
     data = MeshData(std::move(newMesh));
     Publish();
 }

@@ -64,9 +64,15 @@ public:
 
 /// Returns the view of a frame buffer's texture that a pass draws into.
 wgpu::TextureView GetRenderView(const Texture& texture);
-/// Returns true for a frame buffer's texture into which nothing was drawn since it was allocated, and notes that now
-/// something is: the pass that asks clears it, since what the pool hands out holds an old picture. To be called for
-/// every pass that draws into a texture.
-bool TakeFresh(const Texture& texture);
+/// True for a frame buffer's texture into which nothing was drawn since it was allocated: a pass that draws into it
+/// clears it first, since what the pool hands out holds an old picture.
+bool IsFresh(const Texture& texture);
+/// Notes that the GPU took a pass that draws into a texture.
+void NoteDrawn(const Texture& texture);
+
+/// True when a request is to fail because a test wants it so (Graphics::FailNext); counts it.
+bool TakeFailure(GpuRequest request);
+/// What is said to be the reason then.
+inline constexpr std::string_view FailureReason = "A test wants it to fail.";
 
 } // namespace Varkle::Internal

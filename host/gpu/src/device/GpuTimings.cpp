@@ -14,12 +14,27 @@ namespace
 
 constexpr std::uint32_t passesPerBatch = 512;
 
+// The operator that submitted something. One that is deleted may leave its address to another, which is told apart.
+struct Submitter
+{
+    const Operator* op = nullptr; // null for none
+    WeakObject life;
+
+    bool IsGone() const { return op && !life.Get(); }
+};
+
+struct Total
+{
+    WeakObject life;
+    std::chrono::nanoseconds time{0};
+};
+
 struct Batch
 {
     wgpu::QuerySet queries;
-    std::vector<std::string> keys;    // the operator of each pass
-    wgpu::PassTimestampWrites writes; // of the last pass
-    wgpu::Buffer readable;            // begin and end of each pass in nanoseconds, once it was asked for
+    std::vector<Submitter> submitters; // of each pass
+    wgpu::PassTimestampWrites writes;  // of the last pass
+    wgpu::Buffer readable;             // begin and end of each pass in nanoseconds, once it was asked for
     wgpu::Future mapping;
 };
 
@@ -27,7 +42,7 @@ struct TimingState
 {
     bool on = false;
     unsigned long generation = 0;
-    std::map<std::string, std::chrono::nanoseconds> totals;
+    std::map<const Operator*, Total> totals;
     Batch filling;              // without a query set before the first pass
     std::deque<Batch> underWay; // in order
 };
@@ -60,10 +75,10 @@ wgpu::Buffer CreateBuffer(std::uint64_t size, wgpu::BufferUsage usage)
 void EndBatch()
 {
     TimingState& state = Get();
-    if (state.filling.keys.empty())
+    if (state.filling.submitters.empty())
         return;
     Batch batch = std::exchange(state.filling, {});
-    const auto queries = std::uint32_t(batch.keys.size() * 2);
+    const auto queries = std::uint32_t(batch.submitters.size() * 2);
     const std::uint64_t bytes = queries * sizeof(std::uint64_t);
     const wgpu::Buffer resolved = CreateBuffer(bytes, wgpu::BufferUsage::QueryResolve | wgpu::BufferUsage::CopySrc);
     batch.readable = CreateBuffer(bytes, wgpu::BufferUsage::MapRead | wgpu::BufferUsage::CopyDst);
@@ -78,14 +93,19 @@ void EndBatch()
 
 void AddToTotals(const Batch& batch)
 {
-    const std::size_t bytes = batch.keys.size() * 2 * sizeof(std::uint64_t);
+    const std::size_t bytes = batch.submitters.size() * 2 * sizeof(std::uint64_t);
     const auto* const times = static_cast<const std::uint64_t*>(batch.readable.GetConstMappedRange(0, bytes));
-    for (std::size_t pass = 0; times && pass < batch.keys.size(); ++pass)
+    for (std::size_t pass = 0; times && pass < batch.submitters.size(); ++pass)
     {
         const std::uint64_t begin = times[2 * pass];
         const std::uint64_t end = times[2 * pass + 1];
-        if (end > begin) // a pass that was not submitted has no times
-            Get().totals[batch.keys[pass]] += std::chrono::nanoseconds(end - begin);
+        const Submitter& submitter = batch.submitters[pass];
+        if (end <= begin || submitter.IsGone()) // a pass that was not submitted has no times
+            continue;
+        Total& total = Get().totals[submitter.op];
+        if (submitter.op && total.life.Get() != submitter.life.Get())
+            total = {submitter.life, {}};
+        total.time += std::chrono::nanoseconds(end - begin);
     }
 }
 
@@ -122,13 +142,17 @@ bool StartTimings()
     return true;
 }
 
-std::map<std::string, std::chrono::nanoseconds> CollectTimings()
+std::map<const Operator*, std::chrono::nanoseconds> CollectTimings()
 {
     TimingState& state = Get();
     if (Internal::IsCurrent(state.generation))
         EndBatch();
     Collect(std::chrono::nanoseconds::max());
-    return state.totals;
+    std::erase_if(state.totals, [](const auto& entry) { return entry.first && !entry.second.life.Get(); });
+    std::map<const Operator*, std::chrono::nanoseconds> times;
+    for (const auto& [op, total] : state.totals)
+        times[op] = total.time;
+    return times;
 }
 
 } // namespace Graphics
@@ -141,7 +165,7 @@ const wgpu::PassTimestampWrites* BeginPassTiming()
     TimingState& state = Get();
     if (!state.on || !IsCurrent(state.generation))
         return nullptr;
-    if (state.filling.keys.size() == passesPerBatch)
+    if (state.filling.submitters.size() == passesPerBatch)
     {
         Collect(std::chrono::nanoseconds(0));
         EndBatch();
@@ -149,9 +173,9 @@ const wgpu::PassTimestampWrites* BeginPassTiming()
     Batch& batch = state.filling;
     if (!batch.queries)
         batch.queries = CreateQueries();
-    const auto pass = std::uint32_t(batch.keys.size());
-    const Operator* const executing = Operator::Executing();
-    batch.keys.push_back(executing ? executing->GetKey() : std::string());
+    const auto pass = std::uint32_t(batch.submitters.size());
+    Operator* const executing = Operator::Executing();
+    batch.submitters.push_back({executing, WeakObject(executing)});
     batch.writes.querySet = batch.queries;
     batch.writes.beginningOfPassWriteIndex = 2 * pass;
     batch.writes.endOfPassWriteIndex = 2 * pass + 1;

@@ -12,7 +12,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -22,6 +24,18 @@ namespace Varkle
 
 namespace
 {
+
+struct Failures
+{
+    unsigned count = 0; // of requests that are to fail ...
+    unsigned after = 0; // ... after those
+};
+
+struct FrameUnderWay
+{
+    wgpu::Future future;
+    std::shared_ptr<bool> done;
+};
 
 struct State
 {
@@ -36,7 +50,12 @@ struct State
     std::string lostReason;
     unsigned long generation = 0;
     GpuCounters counters;
+    std::map<GpuRequest, Failures> failures;
     std::thread::id mainThread;
+
+    std::deque<FrameUnderWay> frames; // the oldest first
+    std::uint64_t submits = 0;        // never reset, unlike the counter
+    std::uint64_t submitsBefore = 0;  // when the last frame ended
 
     // Errors that the device reported on a thread of its own; they are logged by the main thread.
     std::mutex foreignMutex;
@@ -126,6 +145,15 @@ void WaitBeforeExit()
         Internal::Wait(state.queue.OnSubmittedWorkDone(wgpu::CallbackMode::WaitAnyOnly,
                                                        [](wgpu::QueueWorkDoneStatus, wgpu::StringView) {}),
                        patience);
+}
+
+// The GPU works in order: with a frame those before it are done, also when nobody was told so yet.
+void ForgetFinishedFrames()
+{
+    State& state = Get();
+    const auto isDone = [&](const FrameUnderWay& frame) { return *frame.done || state.lost; };
+    const auto newest = std::find_if(state.frames.rbegin(), state.frames.rend(), isDone);
+    state.frames.erase(state.frames.begin(), newest.base());
 }
 
 Status CreateDevice(const Adapter& adapter)
@@ -247,6 +275,7 @@ void Shutdown()
     TexturePool::Trim(true);
     BufferPool::Trim(true);
     state.samplers.clear();
+    state.frames.clear();
     const wgpu::Device device = std::exchange(state.device, nullptr);
     state.queue = nullptr;
     ++state.generation;
@@ -335,6 +364,31 @@ void WaitForGpu()
                                                        [](wgpu::QueueWorkDoneStatus, wgpu::StringView) {}));
 }
 
+void EndFrame()
+{
+    State& state = Get();
+    PendingCopies::Submit();
+    const std::uint64_t submits = state.submits;
+    if (std::exchange(state.submitsBefore, submits) == submits || !state.queue || state.lost)
+        return;
+    const auto done = std::make_shared<bool>(false);
+    const wgpu::Future future = state.queue.OnSubmittedWorkDone(
+        wgpu::CallbackMode::AllowProcessEvents, [done](wgpu::QueueWorkDoneStatus, wgpu::StringView) { *done = true; });
+    ForgetFinishedFrames();
+    state.frames.push_back({future, done});
+    state.counters.mostFrames = std::max<std::uint64_t>(state.counters.mostFrames, state.frames.size());
+}
+
+bool WaitForFrames(std::size_t most, std::chrono::milliseconds timeout)
+{
+    const State& state = Get();
+    ForgetFinishedFrames();
+    if (state.frames.size() > most)
+        Internal::Wait(state.frames[state.frames.size() - most - 1].future, timeout);
+    ForgetFinishedFrames();
+    return state.frames.size() <= most;
+}
+
 bool IsLost()
 {
     return Get().lost;
@@ -364,6 +418,11 @@ void TrimPools(bool all)
 {
     TexturePool::Trim(all);
     BufferPool::Trim(all);
+}
+
+void FailNext(GpuRequest request, unsigned count, unsigned after)
+{
+    Get().failures[request] = {count, after};
 }
 
 } // namespace Graphics
@@ -422,6 +481,17 @@ wgpu::Sampler GetSampler(wgpu::FilterMode filter, wgpu::AddressMode addressMode)
     return sampler->second;
 }
 
+bool TakeFailure(GpuRequest request)
+{
+    const auto found = Get().failures.find(request);
+    if (found == Get().failures.end() || found->second.count == 0)
+        return false;
+    Failures& failures = found->second;
+    const bool fails = failures.after == 0;
+    --(fails ? failures.count : failures.after);
+    return fails;
+}
+
 unsigned long DeviceGeneration()
 {
     return Get().generation;
@@ -473,6 +543,7 @@ void Submit(const wgpu::CommandEncoder& encoder)
 void Submit(const wgpu::CommandBuffer& commands)
 {
     ++Counters().submits;
+    ++Get().submits;
     Graphics::GetQueue().Submit(1, &commands);
 }
 

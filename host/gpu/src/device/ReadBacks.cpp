@@ -181,8 +181,19 @@ void Deliver()
             finished.splice(finished.end(), All(), readBack);
         readBack = next;
     }
-    for (const ReadBackPointer& readBack : finished)
+    // What a callback that throws leaves behind is delivered the next time.
+    struct Rest
+    {
+        ~Rest() { All().splice(All().begin(), list); }
+        std::list<ReadBackPointer>& list;
+    };
+    const Rest rest{finished};
+    while (!finished.empty())
+    {
+        const ReadBackPointer readBack = std::move(finished.front());
+        finished.pop_front();
         Finish(*readBack);
+    }
 }
 
 void Wait(std::chrono::milliseconds timeout)

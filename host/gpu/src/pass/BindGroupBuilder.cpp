@@ -149,6 +149,11 @@ wgpu::BindGroup BindGroupBuilder::Build()
 {
     if (!groupLayout || !IsComplete())
         return nullptr;
+    if (Internal::TakeFailure(GpuRequest::BindGroup))
+    {
+        LogProblem(group, std::string(Internal::FailureReason));
+        return nullptr;
+    }
     wgpu::BindGroupDescriptor descriptor;
     descriptor.layout = groupLayout;
     descriptor.entryCount = entries.size();

@@ -6,7 +6,10 @@
 #include "pass/PipelineInternals.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Varkle
@@ -20,19 +23,32 @@ bool HasWorkingDevice()
     return Graphics::GetDevice() && !Graphics::IsLost();
 }
 
-/// Finishes an encoder whose pass was ended and gives its commands to the queue. False, with an error in the log, when
-/// the device refuses what was recorded.
-bool SubmitEncoder(const wgpu::CommandEncoder& encoder, std::string_view name)
+/// Finishes an encoder whose pass was ended and gives its commands to the queue. False, with an error in the log that
+/// says what was refused, when the device does not take what was recorded.
+template<class Describe>
+bool SubmitEncoder(const wgpu::CommandEncoder& encoder, std::string_view name, const Describe& describe)
 {
     const TraceSpan span("pass", name);
-    Internal::ErrorScope scope;
-    const wgpu::CommandBuffer commands = encoder.Finish();
-    const std::string error = scope.Finish();
-    if (error.empty())
-        Internal::Submit(commands);
+    std::string error;
+    if (Internal::TakeFailure(GpuRequest::Pass))
+        error = Internal::FailureReason;
     else
-        LogError(Internal::Label("A " + std::string(name) + " is refused: " + error));
+    {
+        Graphics::GetQueue(); // copies that wait are not of this pass
+        Internal::ErrorScope scope;
+        Internal::Submit(encoder.Finish());
+        error = scope.Finish();
+    }
+    if (!error.empty())
+        LogError(Internal::Label("The GPU refuses " + describe() + ": " + error));
     return error.empty();
+}
+
+/// WebGPU refuses colors that are not finite.
+double Finite(float value)
+{
+    constexpr float largest = std::numeric_limits<float>::max();
+    return std::isnan(value) ? 0.0 : double(std::clamp(value, -largest, largest));
 }
 
 } // namespace
@@ -48,6 +64,12 @@ RenderPassRecorder& RenderPassRecorder::BindFrameBuffer(const FrameBuffer& newFr
 RenderPassRecorder& RenderPassRecorder::ClearColorBuffer(const glm::vec4& color)
 {
     clearColor = color;
+    return *this;
+}
+
+RenderPassRecorder& RenderPassRecorder::SetClearDepth(float depth)
+{
+    clearDepth = depth;
     return *this;
 }
 
@@ -100,6 +122,25 @@ RenderPassRecorder& RenderPassRecorder::BindVertexBuffer(int slot, const Buffer&
     return *this;
 }
 
+RenderPassRecorder& RenderPassRecorder::BindIndexBuffer(const Buffer& buffer, wgpu::IndexFormat format)
+{
+    if (!Begin())
+        return *this;
+    if (buffer)
+        pass.SetIndexBuffer(buffer.GetBufferHandle(), format);
+    else
+        Fail("The index buffer is empty.");
+    return *this;
+}
+
+RenderPassRecorder& RenderPassRecorder::SetScissor(const glm::ivec2& position, const glm::ivec2& size)
+{
+    if (Begin())
+        pass.SetScissorRect(std::uint32_t(position.x), std::uint32_t(position.y), std::uint32_t(size.x),
+                            std::uint32_t(size.y));
+    return *this;
+}
+
 RenderPassRecorder& RenderPassRecorder::Draw(std::uint32_t vertexCount, std::uint32_t instanceCount,
                                              std::uint32_t firstVertex, std::uint32_t firstInstance)
 {
@@ -110,15 +151,45 @@ RenderPassRecorder& RenderPassRecorder::Draw(std::uint32_t vertexCount, std::uin
     return *this;
 }
 
-void RenderPassRecorder::Submit()
+RenderPassRecorder& RenderPassRecorder::DrawIndexed(std::uint32_t indexCount, std::uint32_t instanceCount,
+                                                    std::uint32_t firstIndex, std::int32_t baseVertex,
+                                                    std::uint32_t firstInstance)
 {
+    if (!Begin() || !usable)
+        return *this;
+    pass.DrawIndexed(indexCount, instanceCount, firstIndex, baseVertex, firstInstance);
+    ++Internal::Counters().draws;
+    return *this;
+}
+
+bool RenderPassRecorder::Submit()
+{
+    bool taken = false;
     if (Begin())
     {
         pass.End();
-        if (SubmitEncoder(encoder, "render pass"))
-            ++Internal::Counters().renderPasses;
+        taken = SubmitEncoder(encoder, "render pass", [this] { return Describe(); });
     }
+    if (taken)
+    {
+        ++Internal::Counters().renderPasses;
+        for (const Texture& target : frameBuffer.colorTargets)
+            Internal::NoteDrawn(target);
+        Internal::NoteDrawn(frameBuffer.depthTarget);
+    }
+    const bool complete = taken && usable;
     *this = {};
+    return complete;
+}
+
+/// Names the pass and its values for messages.
+std::string RenderPassRecorder::Describe() const
+{
+    std::string text = "a render pass into " + std::to_string(frameBuffer.GetWidth()) + " by " +
+                       std::to_string(frameBuffer.GetHeight()) + " pixels";
+    for (const wgpu::TextureFormat format : frameBuffer.GetFormat().colorFormats)
+        text += " of " + GetTextureFormatName(format);
+    return text;
 }
 
 /// Begins the pass with the first command. False when there is nothing to draw into.
@@ -137,10 +208,10 @@ bool RenderPassRecorder::Begin()
     {
         const Texture& target = frameBuffer.colorTargets[i];
         colors[i].view = Internal::GetRenderView(target);
-        colors[i].loadOp = Internal::TakeFresh(target) || clearColor ? wgpu::LoadOp::Clear : wgpu::LoadOp::Load;
+        colors[i].loadOp = Internal::IsFresh(target) || clearColor ? wgpu::LoadOp::Clear : wgpu::LoadOp::Load;
         colors[i].storeOp = wgpu::StoreOp::Store;
         const glm::vec4 color = clearColor.value_or(glm::vec4(0));
-        colors[i].clearValue = {color.r, color.g, color.b, color.a};
+        colors[i].clearValue = {Finite(color.r), Finite(color.g), Finite(color.b), Finite(color.a)};
         if (frameBuffer.multisampled.empty())
             continue;
         colors[i].resolveTarget = colors[i].view;
@@ -162,9 +233,9 @@ bool RenderPassRecorder::Begin()
     {
         depth.view = Internal::GetRenderView(frameBuffer.depthTarget);
         depth.depthLoadOp =
-            Internal::TakeFresh(frameBuffer.depthTarget) || clearColor ? wgpu::LoadOp::Clear : wgpu::LoadOp::Load;
+            Internal::IsFresh(frameBuffer.depthTarget) || clearColor ? wgpu::LoadOp::Clear : wgpu::LoadOp::Load;
         depth.depthStoreOp = wgpu::StoreOp::Store;
-        depth.depthClearValue = 1;
+        depth.depthClearValue = clearDepth;
         descriptor.depthStencilAttachment = &depth;
     }
     descriptor.timestampWrites = Internal::BeginPassTiming();
@@ -225,15 +296,19 @@ ComputePassRecorder& ComputePassRecorder::Dispatch(std::uint32_t x, std::uint32_
     return *this;
 }
 
-void ComputePassRecorder::Submit()
+bool ComputePassRecorder::Submit()
 {
+    bool taken = false;
     if (Begin())
     {
         pass.End();
-        if (SubmitEncoder(encoder, "compute pass"))
-            ++Internal::Counters().computePasses;
+        taken = SubmitEncoder(encoder, "compute pass", [] { return std::string("a compute pass"); });
     }
+    if (taken)
+        ++Internal::Counters().computePasses;
+    const bool complete = taken && usable;
     *this = {};
+    return complete;
 }
 
 /// Begins the pass with the first command. False without a device.

@@ -1,6 +1,7 @@
 #include "Varkle/Gpu/Pipeline.h"
 
 #include "Varkle/Core/Log.h"
+#include "Varkle/Core/Text.h"
 #include "Varkle/Core/Trace.h"
 #include "device/GpuInternals.h"
 #include "pass/PipelineInternals.h"
@@ -70,18 +71,47 @@ std::vector<wgpu::ColorTargetState> MakeColorTargets(const RenderPipelineDescrip
     return targets;
 }
 
+std::vector<wgpu::ConstantEntry> MakeConstants(const RenderPipelineDescription& description)
+{
+    std::vector<wgpu::ConstantEntry> constants;
+    for (const auto& [name, value] : description.constants)
+    {
+        wgpu::ConstantEntry& entry = constants.emplace_back();
+        entry.key = std::string_view(name);
+        entry.value = value;
+    }
+    return constants;
+}
+
+const EntryPoint* FindEntryPoint(const RenderPipelineDescription& description, ShaderStage stage)
+{
+    const ShaderReflection& reflection = description.shader.GetReflection();
+    const auto chosen = description.entryPoints.find(stage);
+    if (chosen == description.entryPoints.end())
+        return reflection.FindEntryPoint(stage);
+    const auto found = std::ranges::find_if(reflection.entryPoints, [&](const EntryPoint& entry)
+                                            { return entry.stage == stage && entry.name == chosen->second; });
+    return found == reflection.entryPoints.end() ? nullptr : &*found;
+}
+
+std::string NameEntryPoint(const RenderPipelineDescription& description, ShaderStage stage)
+{
+    const std::string name = stage == ShaderStage::Vertex ? "vertex entry point" : "fragment entry point";
+    const auto chosen = description.entryPoints.find(stage);
+    return chosen == description.entryPoints.end() ? name : name + " " + Quoted(chosen->second);
+}
+
 wgpu::RenderPipeline CreatePipeline(const RenderPipelineData& data)
 {
     const RenderPipelineDescription& description = data.description;
     if (!PrepareParts(description.shader, data.layout))
         return nullptr;
-    const ShaderReflection& reflection = description.shader.GetReflection();
-    const EntryPoint* vertexEntry = reflection.FindEntryPoint(ShaderStage::Vertex);
+    const EntryPoint* vertexEntry = FindEntryPoint(description, ShaderStage::Vertex);
     if (!vertexEntry)
-        return Refuse("The shader has no vertex entry point.");
-    const EntryPoint* fragmentEntry = reflection.FindEntryPoint(ShaderStage::Fragment);
+        return Refuse("The shader has no " + NameEntryPoint(description, ShaderStage::Vertex) + ".");
+    const EntryPoint* fragmentEntry = FindEntryPoint(description, ShaderStage::Fragment);
     if (!fragmentEntry)
-        return Refuse("The shader has no fragment entry point.");
+        return Refuse("The shader has no " + NameEntryPoint(description, ShaderStage::Fragment) + ".");
     const Result<VertexLayout> vertexLayout = MakeVertexLayout(description, Graphics::GetLimits().maxVertexBuffers);
     if (!vertexLayout)
         return Refuse(vertexLayout.GetError().message);
@@ -92,11 +122,14 @@ wgpu::RenderPipeline CreatePipeline(const RenderPipelineData& data)
     fragment.entryPoint = std::string_view(fragmentEntry->name);
     fragment.targetCount = targets.size();
     fragment.targets = targets.data();
+    const std::vector<wgpu::ConstantEntry> constants = MakeConstants(description);
+    fragment.constantCount = constants.size();
+    fragment.constants = constants.data();
 
     wgpu::DepthStencilState depth;
     depth.format = description.format.depthFormat;
-    depth.depthWriteEnabled = wgpu::OptionalBool::True;
-    depth.depthCompare = wgpu::CompareFunction::Less;
+    depth.depthWriteEnabled = description.depthWrite ? wgpu::OptionalBool::True : wgpu::OptionalBool::False;
+    depth.depthCompare = description.depthCompare;
 
     const std::string label = Internal::Label("render pipeline");
     wgpu::RenderPipelineDescriptor descriptor;
@@ -104,10 +137,14 @@ wgpu::RenderPipeline CreatePipeline(const RenderPipelineData& data)
     descriptor.layout = data.layout->pipelineLayout;
     descriptor.vertex.module = ModuleOf(description.shader, *vertexEntry);
     descriptor.vertex.entryPoint = std::string_view(vertexEntry->name);
+    descriptor.vertex.constantCount = constants.size();
+    descriptor.vertex.constants = constants.data();
     descriptor.vertex.bufferCount = vertexLayout->buffers.size();
     descriptor.vertex.buffers = vertexLayout->buffers.data();
-    descriptor.primitive.topology = wgpu::PrimitiveTopology::TriangleList;
-    descriptor.primitive.cullMode = wgpu::CullMode::None;
+    descriptor.primitive.topology = description.topology;
+    descriptor.primitive.stripIndexFormat = description.stripIndexFormat;
+    descriptor.primitive.cullMode = description.cullMode;
+    descriptor.primitive.frontFace = description.frontFace;
     descriptor.depthStencil = depth.format == wgpu::TextureFormat::Undefined ? nullptr : &depth;
     descriptor.multisample.count = description.format.sampleCount;
     descriptor.fragment = &fragment;
@@ -160,12 +197,49 @@ const auto& Prepare(Data& data)
 bool RenderPipelineDescription::operator==(const RenderPipelineDescription& other) const
 {
     return shader == other.shader && format == other.format && Equal(blendStates, other.blendStates) &&
-           vertexBuffers == other.vertexBuffers && dynamicOffsets == other.dynamicOffsets;
+           vertexBuffers == other.vertexBuffers && dynamicOffsets == other.dynamicOffsets &&
+           entryPoints == other.entryPoints && constants == other.constants && topology == other.topology &&
+           stripIndexFormat == other.stripIndexFormat && cullMode == other.cullMode && frontFace == other.frontFace &&
+           depthCompare == other.depthCompare && depthWrite == other.depthWrite;
 }
 
 RenderPipelineBuilder& RenderPipelineBuilder::SetShader(const Shader& newShader)
 {
     description.shader = newShader;
+    return *this;
+}
+
+RenderPipelineBuilder& RenderPipelineBuilder::SetEntryPoint(ShaderStage stage, const std::string& name)
+{
+    description.entryPoints[stage] = name;
+    return *this;
+}
+
+RenderPipelineBuilder& RenderPipelineBuilder::SetConstant(const std::string& name, double value)
+{
+    description.constants[name] = value;
+    return *this;
+}
+
+RenderPipelineBuilder& RenderPipelineBuilder::SetTopology(wgpu::PrimitiveTopology topology,
+                                                          wgpu::IndexFormat stripIndexFormat)
+{
+    description.topology = topology;
+    description.stripIndexFormat = stripIndexFormat;
+    return *this;
+}
+
+RenderPipelineBuilder& RenderPipelineBuilder::SetCulling(wgpu::CullMode mode, wgpu::FrontFace frontFace)
+{
+    description.cullMode = mode;
+    description.frontFace = frontFace;
+    return *this;
+}
+
+RenderPipelineBuilder& RenderPipelineBuilder::SetDepthTest(wgpu::CompareFunction compare, bool write)
+{
+    description.depthCompare = compare;
+    description.depthWrite = write;
     return *this;
 }
 
@@ -186,7 +260,14 @@ RenderPipelineBuilder& RenderPipelineBuilder::SetBlendMode(const wgpu::BlendStat
 RenderPipelineBuilder& RenderPipelineBuilder::DefineVertexBuffer(int slot, const std::vector<int>& locations,
                                                                  wgpu::VertexStepMode stepMode)
 {
-    description.vertexBuffers[slot] = {locations, stepMode};
+    description.vertexBuffers[slot] = {.locations = locations, .stepMode = stepMode, .fields = {}, .stride = 0};
+    return *this;
+}
+
+RenderPipelineBuilder& RenderPipelineBuilder::DefineVertexBuffer(int slot, const std::vector<VertexField>& fields,
+                                                                 std::uint64_t stride, wgpu::VertexStepMode stepMode)
+{
+    description.vertexBuffers[slot] = {.locations = {}, .stepMode = stepMode, .fields = fields, .stride = stride};
     return *this;
 }
 

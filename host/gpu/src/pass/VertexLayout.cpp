@@ -56,7 +56,15 @@ Result<VertexLayout> MakeVertexLayout(const RenderPipelineDescription& descripti
         layout.buffers.resize(std::size_t(slot) + 1);
 
         std::vector<wgpu::VertexAttribute>& attributes = layout.attributes.back();
-        std::uint64_t stride = 0;
+        std::uint64_t stride = buffer.stride;
+        for (const VertexField& field : buffer.fields)
+        {
+            wgpu::VertexAttribute attribute{};
+            attribute.format = field.format;
+            attribute.offset = field.offset;
+            attribute.shaderLocation = std::uint32_t(field.location);
+            attributes.push_back(attribute);
+        }
         for (const int location : buffer.locations)
         {
             const auto input = std::find_if(inputs.begin(), inputs.end(),

@@ -131,7 +131,6 @@ bool DrawScene(const ScenePicture& picture, SceneBindings& bindings)
     if (!samples || !depth)
         return false; // logged
     bindings.SetCamera(picture.camera, picture.light);
-    Internal::TakeFresh(picture.target); // all of it is drawn
 
     const glm::dvec4 background(glm::vec3(picture.background) * picture.background.a, picture.background.a);
     wgpu::RenderPassColorAttachment color;
@@ -166,6 +165,7 @@ bool DrawScene(const ScenePicture& picture, SceneBindings& bindings)
         return false;
     }
     Internal::Submit(commands);
+    Internal::NoteDrawn(picture.target);
     ++Internal::Counters().renderPasses;
     return true;
 }

@@ -72,6 +72,14 @@ std::uint64_t SizeInBytes(const PoolKey& key)
     return std::uint64_t(key.width) * key.height * key.sampleCount * BytesPerPixel(key.format);
 }
 
+std::nullptr_t RefuseTexture(const PoolKey& key, std::string_view reason)
+{
+    LogError(Internal::Label("A " + GetTextureFormatName(key.format) + " texture of " + std::to_string(key.width) +
+                             " by " + std::to_string(key.height) +
+                             " pixels could not be made: " + std::string(reason)));
+    return nullptr;
+}
+
 wgpu::Texture CreateTexture(const PoolKey& key)
 {
     const wgpu::Device device = Graphics::GetDevice();
@@ -88,49 +96,88 @@ wgpu::Texture CreateTexture(const PoolKey& key)
     Internal::ErrorScope scope;
     wgpu::Texture texture = device.CreateTexture(&descriptor);
     const std::string problem = scope.Finish();
-    if (problem.empty())
-    {
-        ++Internal::Counters().texturesCreated;
-        return texture;
-    }
-    LogError(Internal::Label("A " + GetTextureFormatName(key.format) + " texture of " + std::to_string(key.width) +
-                             " by " + std::to_string(key.height) + " pixels could not be made: " + problem));
-    return nullptr;
+    if (!problem.empty())
+        return RefuseTexture(key, problem);
+    ++Internal::Counters().texturesCreated;
+    return texture;
 }
 
-void UploadPixels(const wgpu::Texture& texture, const Image& image)
+// Some rows of an image on their way into a texture.
+struct Band
 {
-    const auto width = std::uint32_t(image.GetWidth());
+    const wgpu::Texture& texture;
+    const Image& image;
+    std::uint32_t firstRow;
+    std::uint32_t rows;
+};
+
+void FillStaging(const Band& band, const wgpu::Buffer& staging, std::uint32_t pitch)
+{
+    const std::size_t rowBytes = std::size_t(band.image.GetWidth()) * 4;
+    auto* const bytes = static_cast<std::uint8_t*>(staging.GetMappedRange(0, std::uint64_t(pitch) * band.rows));
+    for (std::size_t row = 0; row < band.rows; ++row)
+        std::memcpy(bytes + row * pitch, band.image.GetPixels() + (band.firstRow + row) * rowBytes, rowBytes);
+    staging.Unmap();
+}
+
+void CopyFromStaging(const Band& band, const wgpu::Buffer& staging, std::uint32_t pitch)
+{
+    wgpu::TexelCopyBufferInfo source;
+    source.buffer = staging;
+    source.layout.bytesPerRow = pitch;
+    source.layout.rowsPerImage = band.rows;
+    wgpu::TexelCopyTextureInfo target;
+    target.texture = band.texture;
+    target.origin.y = band.firstRow;
+    const wgpu::Extent3D extent{std::uint32_t(band.image.GetWidth()), band.rows};
+    const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
+    encoder.CopyBufferToTexture(&source, &target, &extent);
+    Internal::Submit(encoder);
+}
+
+// Sends an image through one staging buffer, band after band, each when the GPU is done with the one before: a huge
+// picture takes no more memory on its way than a large one. False when there is no staging buffer to be had.
+bool UploadInBands(const wgpu::Texture& texture, const Image& image, std::uint32_t pitch)
+{
     const auto height = std::uint32_t(image.GetHeight());
-    const std::uint32_t rowBytes = width * 4;
-    const wgpu::Extent3D extent{width, height};
+    const std::uint32_t bandRows = std::min(height, std::max(std::uint32_t(BufferPool::MaxStagedBytes / pitch), 1u));
+    wgpu::Buffer staging = BufferPool::TakeStaging(std::uint64_t(pitch) * bandRows);
+    if (!staging)
+        return false; // logged
+    for (std::uint32_t row = 0;; row += bandRows)
+    {
+        const Band band{texture, image, row, std::min(bandRows, height - row)};
+        FillStaging(band, staging, pitch);
+        CopyFromStaging(band, staging, pitch);
+        if (row + band.rows == height)
+            break;
+        bool mapped = false;
+        Internal::Wait(staging.MapAsync(wgpu::MapMode::Write, 0, wgpu::kWholeMapSize, wgpu::CallbackMode::WaitAnyOnly,
+                                        [&](wgpu::MapAsyncStatus status, wgpu::StringView)
+                                        { mapped = status == wgpu::MapAsyncStatus::Success; }));
+        if (!mapped)
+            return false; // the device was lost, which is logged
+    }
+    BufferPool::GiveStaging(staging);
+    return true;
+}
+
+// Returns false, with the reason in the log, when the GPU can't take all of it.
+bool UploadPixels(const wgpu::Texture& texture, const Image& image)
+{
+    const std::uint32_t rowBytes = std::uint32_t(image.GetWidth()) * 4;
+    const std::uint64_t bytes = std::uint64_t(rowBytes) * std::uint32_t(image.GetHeight());
+    Internal::Counters().bytesUploaded += bytes;
+    if (bytes >= BufferPool::MinStagedBytes)
+        return UploadInBands(texture, image, AlignRow(rowBytes));
     wgpu::TexelCopyTextureInfo target;
     target.texture = texture;
-    Internal::Counters().bytesUploaded += std::uint64_t(rowBytes) * height;
-
-    const std::uint32_t pitch = AlignRow(rowBytes);
-    const std::uint64_t stagedBytes = std::uint64_t(pitch) * height;
-    const bool large = stagedBytes >= BufferPool::MinStagedBytes && stagedBytes <= BufferPool::MaxStagedBytes;
-    if (const wgpu::Buffer staging = large ? BufferPool::TakeStaging(stagedBytes) : nullptr)
-    {
-        auto* const bytes = static_cast<std::uint8_t*>(staging.GetMappedRange(0, stagedBytes));
-        for (std::uint32_t row = 0; row < height; ++row)
-            std::memcpy(bytes + std::size_t(row) * pitch, image.GetPixels() + std::size_t(row) * rowBytes, rowBytes);
-        staging.Unmap();
-        wgpu::TexelCopyBufferInfo source;
-        source.buffer = staging;
-        source.layout.bytesPerRow = pitch;
-        source.layout.rowsPerImage = height;
-        const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
-        encoder.CopyBufferToTexture(&source, &target, &extent);
-        Internal::Submit(encoder);
-        BufferPool::GiveStaging(staging);
-        return;
-    }
     wgpu::TexelCopyBufferLayout layout;
     layout.bytesPerRow = rowBytes;
-    layout.rowsPerImage = height;
-    Graphics::GetQueue().WriteTexture(&target, image.GetPixels(), std::size_t(rowBytes) * height, &layout, &extent);
+    layout.rowsPerImage = std::uint32_t(image.GetHeight());
+    const wgpu::Extent3D extent{std::uint32_t(image.GetWidth()), std::uint32_t(image.GetHeight())};
+    Graphics::GetQueue().WriteTexture(&target, image.GetPixels(), bytes, &layout, &extent);
+    return true;
 }
 
 bool FitsDevice(glm::ivec2 size)
@@ -231,13 +278,14 @@ TextureStorage::~TextureStorage()
 
 Texture TextureAccess::Allocate(glm::ivec2 size, wgpu::TextureFormat format, std::uint32_t sampleCount)
 {
-    if (!Graphics::GetDevice())
-        return {};
+    if (!Graphics::GetDevice() || Graphics::IsLost())
+        return {}; // logged
     const PoolKey key{std::uint32_t(size.x), std::uint32_t(size.y), format, sampleCount};
-    std::optional<PooledTexture> found = Pool().Take(key);
+    const bool fails = Internal::TakeFailure(GpuRequest::Texture);
+    std::optional<PooledTexture> found = fails ? std::nullopt : Pool().Take(key);
     if (found)
         ++Internal::Counters().texturesReused;
-    else if (wgpu::Texture created = CreateTexture(key))
+    else if (wgpu::Texture created = fails ? RefuseTexture(key, Internal::FailureReason) : CreateTexture(key))
         found = PooledTexture{created, created.CreateView()};
     else
         return {};
@@ -279,16 +327,17 @@ Texture Texture::FromImage(const Image& image, bool srgb)
     }
     Texture texture =
         TextureAccess::Allocate(size, srgb ? wgpu::TextureFormat::RGBA8UnormSrgb : wgpu::TextureFormat::RGBA8Unorm, 1);
-    if (texture)
-        UploadPixels(texture.storage->texture, image);
-    return texture;
+    return texture && UploadPixels(texture.storage->texture, image) ? texture : Texture();
 }
 
 Texture Texture::Create(glm::ivec2 size, wgpu::TextureFormat format)
 {
     if (format == wgpu::TextureFormat::Undefined || !FitsDevice(size))
         return {};
-    return TextureAccess::Allocate(size, format, 1);
+    Texture texture = TextureAccess::Allocate(size, format, 1);
+    if (texture)
+        texture.storage->fresh = !IsDepthFormat(format);
+    return texture;
 }
 
 int Texture::GetWidth() const
@@ -410,13 +459,19 @@ wgpu::TextureView GetRenderView(const Texture& texture)
     return storage && IsCurrent(storage->generation) ? storage->view : nullptr;
 }
 
-bool TakeFresh(const Texture& texture)
+bool IsFresh(const Texture& texture)
+{
+    const TextureStorage* const storage = TextureAccess::Storage(texture);
+    return storage && storage->fresh;
+}
+
+void NoteDrawn(const Texture& texture)
 {
     TextureStorage* const storage = TextureAccess::Storage(texture);
     if (!storage)
-        return false;
+        return;
+    storage->fresh = false;
     std::erase_if(storage->views, [](const TextureStorage::CachedView& cached) { return bool(cached.copy); });
-    return std::exchange(storage->fresh, false);
 }
 
 } // namespace Internal

@@ -1,7 +1,9 @@
 #include "Varkle/Gpu/Ports.h"
 
 #include "Varkle/Core/Graph.h"
+#include "Varkle/Gpu/Graphics.h"
 #include "support/Catch.h"
+#include "support/LogRecorder.h"
 
 using namespace Varkle;
 
@@ -276,4 +278,22 @@ TEST_CASE("Textures reach the elements of an input list")
     REQUIRE(pair.sink.list.GetInputs().size() == 1);
     CHECK(static_cast<TextureInput*>(pair.sink.list.GetInputs()[0])->GetTexture() == pair.source.data);
     CHECK(pair.sink.list.GetDataTypeName() == "Texture");
+}
+
+TEST_CASE("A mesh that the GPU could not make is not published, and what was published before stays")
+{
+    Pair<MeshSource, Sink<MeshInput>> pair;
+    REQUIRE(pair.graph.Connect(pair.source.output, pair.sink.input));
+    pair.source.data = Mesh().AddAttribute(Attribute(Attributes::Position, 3));
+    pair.RunSource();
+    const auto* const before = &pair.sink.input.GetMeshData().GetMesh().GetAttributes();
+    REQUIRE(before->size() == 1);
+    const LogRecorder log;
+    Graphics::FailNext(GpuRequest::Buffer);
+    pair.source.data = Mesh().AddAttribute(Attribute(Attributes::Position, 3));
+    CHECK(log.Contains("A buffer of 36 bytes could not be made: "));
+    CHECK_FALSE(pair.source.data.IsComplete());
+    pair.RunSource();
+    CHECK(&pair.sink.input.GetMeshData().GetMesh().GetAttributes() == before);
+    CHECK(pair.sink.executions == 1);
 }

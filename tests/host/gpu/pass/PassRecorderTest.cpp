@@ -6,6 +6,7 @@
 #include "support/ReadBuffer.h"
 #include "support/RunAs.h"
 
+#include <limits>
 #include <numeric>
 
 using namespace Varkle;
@@ -408,6 +409,64 @@ TEST_CASE("The GPU time of a pass counts for the operator that submitted it")
     if (!Graphics::StartTimings())
         return; // this adapter has no timestamps
     Filler filler;
-    RunAs("soft", [&] { filler.Record(AllocateFrameBuffer({512, 512}, rgba8)).Draw(6, 1, 0, 0).Submit(); });
-    CHECK(Graphics::CollectTimings().contains("soft"));
+    Graph graph;
+    const Operator* const op = graph.Add(std::make_unique<Worker>(
+        [&] {
+            filler.Record(AllocateFrameBuffer({512, 512}, rgba8)).Draw(6, 1, 0, 0).Submit();
+        }));
+    graph.Run();
+    CHECK(Graphics::CollectTimings().contains(op));
+}
+
+TEST_CASE("A clear color that is not finite becomes the nearest that can be drawn, and not-a-number 0")
+{
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+    const LogRecorder log;
+    const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
+    CHECK(RenderPassRecorder().BindFrameBuffer(target).ClearColorBuffer({infinity, nan, -infinity, 1}).Submit());
+    CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{255, 0, 0, 255});
+    CHECK(log.lines.empty());
+}
+
+TEST_CASE("Submitting tells whether the GPU took all of a pass")
+{
+    Filler filler;
+    const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
+    CHECK(filler.Record(target).Draw(6, 1, 0, 0).Submit());
+    const LogRecorder log; // of what is refused
+    CHECK_FALSE(RenderPassRecorder().BindFrameBuffer(target).BindPipeline({}).Submit());
+    CHECK_FALSE(RenderPassRecorder().Submit());
+    CHECK_FALSE(filler.Record(target).BindVertexBuffer(0, Buffer(), 0, wholeBuffer).Draw(6, 1, 0, 0).Submit());
+    CHECK_FALSE(filler.Record(target).Draw(7, 1, 0, 0).Submit()); // more vertices than the buffer has
+    CHECK(log.Contains("The GPU refuses a render pass into 2 by 2 pixels of RGBA8Unorm: "));
+    CHECK(log.lines.size() == 4);
+    CHECK_FALSE(ComputePassRecorder().BindBindGroup(0, nullptr).Submit());
+    CHECK(filler.Record(target).Draw(6, 1, 0, 0).Submit());
+}
+
+TEST_CASE("Indices choose the vertices that are drawn, from a base on, and a scissor where")
+{
+    // Two quads behind each other: the second is the first one's lower half.
+    const float corners[] = {-1, 1, 1, 1, -1, -1, 1, -1, -1, 0, 1, 0, -1, -1, 1, -1};
+    Buffer vertices(sizeof(corners), wgpu::BufferUsage::Vertex | wgpu::BufferUsage::CopyDst, false);
+    vertices.Upload(corners, sizeof(corners), 0);
+    const std::uint16_t numbers[] = {0, 1, 2, 2, 1, 3};
+    Buffer indices(sizeof(numbers), wgpu::BufferUsage::Index | wgpu::BufferUsage::CopyDst, false);
+    indices.Upload(numbers, sizeof(numbers), 0);
+    Filler filler;
+    filler.SetColor({1, 0, 0, 1});
+    const FrameBuffer target = AllocateFrameBuffer({4, 4}, rgba8);
+    const std::uint64_t draws = Graphics::GetCounters().draws;
+    CHECK(filler.Record(target)
+              .BindVertexBuffer(0, vertices, 0, wholeBuffer)
+              .BindIndexBuffer(indices, wgpu::IndexFormat::Uint16)
+              .SetScissor({0, 0}, {3, 4})
+              .DrawIndexed(6, 1, 0, 4)
+              .Submit());
+    CHECK(Graphics::GetCounters().draws == draws + 1);
+    const Image image = ReadBack(target.GetColorTarget(0));
+    CHECK(At(image, 1, 1) == Rgba8{0, 0, 0, 255}); // above
+    CHECK(At(image, 1, 2) == Rgba8{255, 0, 0, 255});
+    CHECK(At(image, 3, 2) == Rgba8{0, 0, 0, 255}); // beside the scissor
 }

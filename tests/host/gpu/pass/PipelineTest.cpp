@@ -303,3 +303,130 @@ TEST_CASE("Pipelines are created anew on a new device")
     Graphics::Shutdown();
     CHECK(draw() == Rgba8{255, 255, 0, 255});
 }
+
+namespace
+{
+
+/// Draws the quad with a pipeline and returns the first pixel.
+Rgba8 DrawQuad(RenderPipelineBuilder builder, const FrameBufferFormat& format, float clearDepth = 1.0f)
+{
+    const FrameBuffer target = AllocateFrameBuffer({2, 2}, format);
+    RenderPassRecorder recorder;
+    recorder.BindFrameBuffer(target).ClearColorBuffer({0, 0, 0, 1}).SetClearDepth(clearDepth);
+    recorder.BindPipeline(builder.Build()).BindVertexBuffer(0, MakeQuad(), 0, wholeBuffer).Draw(6, 1, 0, 0);
+    CHECK(recorder.Submit());
+    return PixelOf(target.GetColorTarget(0));
+}
+
+const Rgba8 black{0, 0, 0, 255};
+const Rgba8 red{255, 0, 0, 255};
+const std::string redStage = "@fragment fn fs_main() -> @location(0) vec4f { return vec4f(1, 0, 0, 1); }\n";
+
+} // namespace
+
+TEST_CASE("A pipeline leaves out triangles by the way in which their corners run")
+{
+    const Shader shader = Shader::FromWgsl(quadVertexStage + redStage); // the quad's corners run clockwise
+    using enum wgpu::CullMode;
+    CHECK(DrawQuad(QuadPipeline(shader), rgba8) == red);
+    CHECK(DrawQuad(QuadPipeline(shader).SetCulling(Back), rgba8) == black);
+    CHECK(DrawQuad(QuadPipeline(shader).SetCulling(Front), rgba8) == red);
+    CHECK(DrawQuad(QuadPipeline(shader).SetCulling(Back, wgpu::FrontFace::CW), rgba8) == red);
+}
+
+TEST_CASE("A pipeline compares depths as it is told, from the depth on that the pass starts with")
+{
+    const Shader shader = Shader::FromWgsl(quadVertexStage + redStage); // at depth 0
+    const FrameBufferFormat format{.colorFormats = {wgpu::TextureFormat::RGBA8Unorm},
+                                   .depthFormat = wgpu::TextureFormat::Depth32Float};
+    using enum wgpu::CompareFunction;
+    CHECK(DrawQuad(QuadPipeline(shader, format), format) == red);
+    CHECK(DrawQuad(QuadPipeline(shader, format), format, 0.0f) == black);
+    CHECK(DrawQuad(QuadPipeline(shader, format).SetDepthTest(Greater, true), format) == black);
+    CHECK(DrawQuad(QuadPipeline(shader, format).SetDepthTest(GreaterEqual, true), format, 0.0f) == red);
+}
+
+TEST_CASE("A pipeline without depth writes leaves the depth as it was")
+{
+    const Shader shader = Shader::FromWgsl(quadVertexStage + redStage);
+    const FrameBufferFormat format{.colorFormats = {wgpu::TextureFormat::RGBA8Unorm},
+                                   .depthFormat = wgpu::TextureFormat::Depth32Float};
+    for (const bool writes : {false, true})
+    {
+        const FrameBuffer target = AllocateFrameBuffer({2, 2}, format);
+        const std::uint64_t draws = Graphics::GetCounters().draws;
+        RenderPassRecorder()
+            .BindFrameBuffer(target)
+            .ClearColorBuffer({0, 0, 0, 1})
+            .BindPipeline(QuadPipeline(shader, format).SetDepthTest(wgpu::CompareFunction::Less, writes).Build())
+            .BindVertexBuffer(0, MakeQuad(), 0, wholeBuffer)
+            .Draw(6, 1, 0, 0)
+            .Submit();
+        const Shader green = Shader::FromWgsl(
+            quadVertexStage + "@fragment fn fs_main() -> @location(0) vec4f { return vec4f(0, 1, 0, 1); }\n");
+        RenderPassRecorder()
+            .BindFrameBuffer(target)
+            .BindPipeline(QuadPipeline(green, format).Build())
+            .BindVertexBuffer(0, MakeQuad(), 0, wholeBuffer)
+            .Draw(6, 1, 0, 0)
+            .Submit();
+        CHECK(Graphics::GetCounters().draws == draws + 2);
+        CHECK(PixelOf(target.GetColorTarget(0)) == (writes ? red : Rgba8{0, 255, 0, 255}));
+    }
+}
+
+TEST_CASE("A pipeline chooses entry points and sets constants, and says which it did not find")
+{
+    const Shader shader = Shader::FromWgsl(quadVertexStage + redStage +
+                                           "override level = 0.0;\n"
+                                           "@fragment fn fs_gray() -> @location(0) vec4f { return vec4f(level); }\n");
+    const auto gray = [&] { return QuadPipeline(shader).SetEntryPoint(ShaderStage::Fragment, "fs_gray"); };
+    CHECK(DrawQuad(gray(), rgba8) == Rgba8{0, 0, 0, 0});
+    CHECK(DrawQuad(gray().SetConstant("level", 0.2), rgba8) == Rgba8{51, 51, 51, 51});
+    const LogRecorder log;
+    const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
+    CHECK_FALSE(RenderPassRecorder()
+                    .BindFrameBuffer(target)
+                    .BindPipeline(QuadPipeline(shader).SetEntryPoint(ShaderStage::Fragment, "fs_grey").Build())
+                    .Submit());
+    CHECK(log.Contains("The shader has no fragment entry point \"fs_grey\"."));
+}
+
+TEST_CASE("A vertex buffer feeds inputs from fields of any format, and with a stride of 0 all vertices alike")
+{
+    const Shader shader = Shader::FromWgsl(R"(
+struct Corner { @builtin(position) place: vec4f, @location(0) color: vec4f }
+@vertex fn vs_main(@location(0) position: vec2f, @location(1) color: vec4f) -> Corner
+{
+    return Corner(vec4f(position, 0, 1), color);
+}
+@fragment fn fs_main(@location(0) color: vec4f) -> @location(0) vec4f { return color; }
+)");
+    // A strip over the left half, bytes -127 to 127 between padding, and a color that all vertices share.
+    const std::int8_t corners[] = {0, 0, 0, 0, -127, 127,  0, 0, 0, 0, 0, 0, 0, 127,  0, 0,
+                                   0, 0, 0, 0, -127, -127, 0, 0, 0, 0, 0, 0, 0, -127, 0, 0};
+    Buffer places(sizeof(corners), wgpu::BufferUsage::Vertex | wgpu::BufferUsage::CopyDst, false);
+    places.Upload(corners, sizeof(corners), 0);
+    const std::uint8_t color[] = {255, 51, 0, 255};
+    Buffer colors(sizeof(color), wgpu::BufferUsage::Vertex | wgpu::BufferUsage::CopyDst, false);
+    colors.Upload(color, sizeof(color), 0);
+    const RenderPipeline pipeline =
+        RenderPipelineBuilder()
+            .SetShader(shader)
+            .SetFrameBufferFormat(rgba8)
+            .SetTopology(wgpu::PrimitiveTopology::TriangleStrip)
+            .DefineVertexBuffer(0, {{.location = 0, .format = wgpu::VertexFormat::Snorm8x2, .offset = 4}}, 8)
+            .DefineVertexBuffer(1, {{.location = 1, .format = wgpu::VertexFormat::Unorm8x4}}, 0)
+            .Build();
+    const FrameBuffer target = AllocateFrameBuffer({2, 2}, rgba8);
+    CHECK(RenderPassRecorder()
+              .BindFrameBuffer(target)
+              .ClearColorBuffer({0, 0, 0, 1})
+              .BindPipeline(pipeline)
+              .BindVertexBuffer(0, places, 0, wholeBuffer)
+              .BindVertexBuffer(1, colors, 0, wholeBuffer)
+              .Draw(4, 1, 0, 0)
+              .Submit());
+    CHECK(PixelOf(target.GetColorTarget(0), 0, 1) == Rgba8{255, 51, 0, 255});
+    CHECK(PixelOf(target.GetColorTarget(0), 1, 1) == black);
+}

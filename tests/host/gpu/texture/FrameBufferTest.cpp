@@ -115,13 +115,35 @@ TEST_CASE("A frame buffer that nobody draws into is transparent black, whatever 
     CHECK(At(ReadBack(frameBuffer.GetColorTarget(0)), 4, 4) == Rgba8{0, 0, 0, 0});
 }
 
-TEST_CASE("The first to draw into a frame buffer learns that it is fresh")
+TEST_CASE("A frame buffer stays transparent black when the pass that was to draw into it is refused")
 {
-    const FrameBuffer frameBuffer = AllocateFrameBuffer({5, 5}, rgba);
-    CHECK(Internal::TakeFresh(frameBuffer.GetColorTarget(0)));
-    CHECK_FALSE(Internal::TakeFresh(frameBuffer.GetColorTarget(0)));
-    CHECK_FALSE(Internal::TakeFresh(Texture::Create({5, 5}, wgpu::TextureFormat::RGBA8Unorm)));
-    CHECK_FALSE(Internal::TakeFresh(Texture()));
+    Graphics::TrimPools(true);
+    FrameBuffer frameBuffer = AllocateFrameBuffer({5, 5}, rgba);
+    REQUIRE(RenderPassRecorder().BindFrameBuffer(frameBuffer).ClearColorBuffer({1, 0.2, 0.4, 0.6}).Submit());
+    frameBuffer = {};
+    frameBuffer = AllocateFrameBuffer({5, 5}, rgba); // the same texture
+    const LogRecorder log;
+    Graphics::FailNext(GpuRequest::Pass);
+    CHECK_FALSE(RenderPassRecorder().BindFrameBuffer(frameBuffer).ClearColorBuffer({0, 1, 0, 1}).Submit());
+    CHECK(log.Contains("The GPU refuses a render pass into 5 by 5 pixels of RGBA8Unorm: "));
+    CHECK(At(ReadBack(frameBuffer.GetColorTarget(0)), 4, 4) == Rgba8{0, 0, 0, 0});
+}
+
+TEST_CASE("A texture that is made is transparent black, whatever its memory held before")
+{
+    Graphics::TrimPools(true);
+    Texture texture = Texture::Create({5, 3}, wgpu::TextureFormat::RGBA8Unorm);
+    REQUIRE(RenderPassRecorder()
+                .BindFrameBuffer(FrameBuffer::FromTexture(texture))
+                .ClearColorBuffer({1, 0, 0, 1})
+                .Submit());
+    CHECK(At(ReadBack(texture), 4, 2) == Rgba8{255, 0, 0, 255});
+    texture = {};
+    const std::uint64_t reused = Graphics::GetCounters().texturesReused;
+    texture = Texture::Create({5, 3}, wgpu::TextureFormat::RGBA8Unorm);
+    CHECK(Graphics::GetCounters().texturesReused == reused + 1);
+    CHECK(At(ReadBack(texture), 4, 2) == Rgba8{0, 0, 0, 0});
+    CHECK(FrameBuffer::FromTexture(Texture()).GetWidth() == 0);
 }
 
 TEST_CASE("A size that can't be made becomes the nearest, with one warning that names the operator and the sizes")
@@ -146,6 +168,27 @@ TEST_CASE("A size that can't be made becomes the nearest, with one warning that 
     CHECK(log.Contains("warning: tiny: A texture of 0 by -3 pixels can't be made; it becomes 1 by 1."));
     CHECK(log.Contains("warning: huge: A texture of " + std::to_string(limit + 1) +
                        " by 1 pixels can't be made; it becomes " + std::to_string(limit) + " by 1."));
+}
+
+TEST_CASE(
+    "An operator that asks for another impossible size in every frame is warned once, until it asks for a good one")
+{
+    Graph graph;
+    auto* const op = static_cast<Allocator*>(graph.Add(std::make_unique<Allocator>(glm::ivec2(1, 1)), "op"));
+    const LogRecorder log;
+    const auto run = [&](glm::ivec2 size)
+    {
+        op->size = size;
+        op->MarkDirty();
+        graph.Run();
+    };
+    for (int frame = 1; frame <= 5; ++frame)
+        run({-frame, 4});
+    CHECK(log.lines.size() == 1);
+    run({8, 4});
+    CHECK(log.lines.size() == 1);
+    run({-1, 4});
+    CHECK(log.lines.size() == 2);
 }
 
 TEST_CASE("A frame buffer with a target that can't be made is empty")

@@ -15,6 +15,8 @@
 namespace Varkle
 {
 
+class Operator;
+
 /// Counts what the GPU layer did since the process started (or since ResetCounters); `idle...` are momentary.
 struct GpuCounters
 {
@@ -35,6 +37,7 @@ struct GpuCounters
     std::uint64_t bytesUploaded = 0; ///< to buffers and textures
     std::uint64_t readBacks = 0;     ///< pixel reads that were asked for
     std::uint64_t errors = 0;        ///< errors that the device reported
+    std::uint64_t mostFrames = 0;    ///< the most frames that were under way at once (Graphics::EndFrame)
     std::uint64_t idleTextures = 0;  ///< textures that wait in the pool now
     std::uint64_t idleTextureBytes = 0;
     std::uint64_t idleBuffers = 0; ///< buffers that wait in the pool now
@@ -49,6 +52,15 @@ struct AdapterInfo
     std::string driver;  ///< what the driver says of itself and its version
     std::string backend; ///< "Vulkan", "Metal", ...
     std::string type;    ///< "discrete GPU", "integrated GPU", "CPU", "unknown"
+};
+
+/// Is a kind of request that the GPU may refuse.
+enum class GpuRequest
+{
+    Texture,   ///< to allocate a texture, be it from the pool
+    Buffer,    ///< to allocate a buffer, likewise
+    BindGroup, ///< to make a bind group
+    Pass,      ///< to take a render or compute pass that was recorded
 };
 
 /// The one GPU device of the process. Everything here belongs to the main thread.
@@ -97,6 +109,14 @@ VARKLE_API bool HasReadBacks();
 /// Sleeps until everything that was asked for so far has been done by the GPU.
 VARKLE_API void WaitForGpu();
 
+/// Says that a frame ends here. What was submitted since the last call is under way until the GPU has done it; a frame
+/// that submitted nothing does not count. Whoever runs frames (GraphSession does) calls this behind each one and
+/// WaitForFrames before the next, since the queue takes any number of them and keeps the memory of all.
+VARKLE_API void EndFrame();
+/// Sleeps until at most that many frames are under way, or the time is over. Returns whether it came to that. A lost
+/// device has none under way.
+VARKLE_API bool WaitForFrames(std::size_t most, std::chrono::milliseconds timeout);
+
 /// True when the device was lost (unplugged, reset, crashed driver); the reason is in the log and in GetLostReason.
 VARKLE_API bool IsLost();
 VARKLE_API std::string GetLostReason();
@@ -107,12 +127,17 @@ VARKLE_API void ResetCounters();
 /// Starts measuring the GPU time of every pass, by the operator that submitted it. Returns false when the adapter has
 /// no timestamps.
 VARKLE_API bool StartTimings();
-/// Returns the GPU time by operator key since StartTimings, waiting for passes that are still under way.
-VARKLE_API std::map<std::string, std::chrono::nanoseconds> CollectTimings();
+/// Returns the GPU time of each operator since StartTimings, waiting for passes that are still under way. Operators
+/// that were deleted meanwhile are left out; null stands for what no operator submitted.
+VARKLE_API std::map<const Operator*, std::chrono::nanoseconds> CollectTimings();
 
 /// Releases pooled textures and buffers that were not used for a while; call it once a frame. `all` releases every idle
 /// one.
 VARKLE_API void TrimPools(bool all = false);
+
+/// Makes `count` requests of a kind fail as if the GPU had refused them, with the error in the log, after the next
+/// `after` ones: for tests of what happens then. 0 takes back what did not fail yet.
+VARKLE_API void FailNext(GpuRequest request, unsigned count = 1, unsigned after = 0);
 
 } // namespace Graphics
 

@@ -114,6 +114,10 @@ public:
     /// Returns a mesh with that connectivity instead of the one before.
     [[nodiscard]] Mesh SetConnectivity(Connectivity connectivity) const;
 
+    /// True when all attributes and the connectivity have their buffers. One of them lacks its buffer when the GPU
+    /// could not make it, for want of memory, say. A mesh without anything is complete.
+    bool IsComplete() const;
+
     /// Returns the material, or null.
     std::shared_ptr<Material> GetMaterial() const;
     /// Returns a mesh with that material instead of the one before; null takes the material away.

@@ -75,7 +75,8 @@ public:
     using DataOutput::DataOutput;
     ~MeshOutput() override;
 
-    /// Publishes a mesh, be it one without anything.
+    /// Publishes a mesh, be it one without anything. One that is not complete is left out: what was published before
+    /// stays. The log says already why the GPU could not make it.
     void Activate(Mesh newMesh);
     /// Returns what was published, an empty mesh when there is none.
     const MeshData& GetMeshData() const { return data; }

@@ -41,8 +41,9 @@ public:
     /// read back. Empty when the image is, when it is larger than the device allows, or without a device.
     static Texture FromImage(const Image& image, bool srgb);
 
-    /// Makes a texture with undefined content: sampled, rendered to, copied from and to. Empty when the size or the
-    /// format is not possible.
+    /// Makes a texture that is transparent black until it is drawn into: sampled, rendered to
+    /// (FrameBuffer::FromTexture), copied from and to. Empty when the size or the format is not possible, or the GPU
+    /// can't make it, which is logged.
     static Texture Create(glm::ivec2 size, wgpu::TextureFormat format);
 
     int GetWidth() const;

@@ -19,10 +19,11 @@ namespace Varkle
 namespace
 {
 
+constexpr std::chrono::milliseconds patience(20); // the end of work that hands nothing over wakes nobody
+
 // Waits until no more read-backs and pieces of work than that are under way.
 void FinishAllBut(std::size_t count)
 {
-    constexpr std::chrono::milliseconds patience(20); // the end of work that hands nothing over wakes nobody
     while (Tasks::CountWork() + Graphics::CountReadBacks() > count)
     {
         if (Graphics::HasReadBacks())
@@ -40,6 +41,10 @@ void WaitForBacklog()
     // Keeps all cores busy, and lets a live graph save some pictures at once without being held up.
     const std::size_t most = std::max(16U, 2 * std::thread::hardware_concurrency());
     FinishAllBut(most);
+    // With the one that comes now, three: the GPU always has one to go on with.
+    constexpr std::size_t mostFrames = 2;
+    while (!Graphics::WaitForFrames(mostFrames, patience))
+        Tasks::RunMainThreadTasks();
 }
 
 GraphSession::State::~State()
@@ -107,6 +112,7 @@ void GraphSession::GoToFrame(long long frame)
 {
     state->GoToFrame(frame);
     state->graph.Run();
+    Graphics::EndFrame();
 }
 
 Status GraphSession::GoToFrame(long long frame, const std::vector<std::string>& keys)
@@ -125,6 +131,7 @@ Status GraphSession::GoToFrame(long long frame, const std::vector<std::string>& 
             targets.push_back(op.get());
     }
     state->graph.Run(targets);
+    Graphics::EndFrame();
     return Ok();
 }
 

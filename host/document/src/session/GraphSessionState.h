@@ -82,8 +82,8 @@ std::string InOperator(const Operator& op);
 /// Returns a message for a name that none of an operator's parameters has.
 std::string NoSuchParameter(const Operator& op, std::string_view name);
 
-/// Waits while so many read-backs and pieces of work are under way that pictures would pile up in memory: for graphs
-/// that save more of them than the machine can encode.
+/// Waits while so many read-backs, pieces of work and frames are under way that pictures would pile up in memory: for
+/// graphs that save more of them than the machine can encode, or draw faster than the GPU.
 void WaitForBacklog();
 
 /// Holds what a session consists of.

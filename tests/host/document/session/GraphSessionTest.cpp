@@ -1,7 +1,10 @@
 #include "Varkle/Document/GraphSession.h"
 
+#include "Varkle/Gpu/Graphics.h"
+#include "Varkle/Gpu/PassRecorder.h"
 #include "document/session/Sessions.h"
 #include "support/LogRecorder.h"
+#include "support/RunAs.h"
 #include "support/TemporaryFolder.h"
 
 using namespace Varkle;
@@ -548,4 +551,25 @@ TEST_CASE("A graph of twenty thousand operators is built and run, sources first 
         CHECK(int(RunFrame(*session, 0).size()) == length);
         CHECK(int(RunFrame(*session, 1).size()) == length);
     }
+}
+
+TEST_CASE("However fast a session goes from frame to frame, at most three of them are under way on the GPU")
+{
+    GraphSession session = OpenOperators(R"({ "key": "s", "type": "Test.Stack" })");
+    const FrameBuffer target = AllocateFrameBuffer({2048, 2048}, {.colorFormats = {wgpu::TextureFormat::RGBA8Unorm}});
+    Operator* const painter = session.GetGraph().Add(std::make_unique<Worker>(
+        [&]
+        {
+            for (int i = 0; i < 20; ++i)
+                RenderPassRecorder().BindFrameBuffer(target).ClearColorBuffer({0, 0, 0, 1}).Submit();
+        }));
+    Graphics::ResetCounters();
+    for (long long frame = 0; frame < 10; ++frame)
+    {
+        painter->MarkDirty();
+        session.GoToFrame(frame);
+    }
+    CHECK(Graphics::GetCounters().renderPasses == 200);
+    CHECK(Graphics::GetCounters().mostFrames >= 1);
+    CHECK(Graphics::GetCounters().mostFrames <= 3);
 }

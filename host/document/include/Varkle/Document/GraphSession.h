@@ -57,8 +57,8 @@ public:
 
     /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator
     /// that is outdated then. Frames may be visited in any order. When earlier frames started more background work than
-    /// the machine has finished (pictures that are saved on every frame), it waits for some of it first, so that memory
-    /// stays bounded.
+    /// the machine has finished (pictures that are saved on every frame), or the GPU is more than two frames behind, it
+    /// waits for some of it first, so that memory stays bounded.
     void GoToFrame(long long frame);
     /// Does the same for the operators with these keys, what feeds them, and the operators without outputs and what
     /// feeds those. An unknown key is an error, and nothing runs.

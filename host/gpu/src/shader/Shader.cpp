@@ -87,10 +87,10 @@ std::vector<wgpu::ShaderModule> CompileAll(const ShaderData& shader)
 
 } // namespace
 
-Shader Shader::FromWgsl(const std::string& source)
+Shader Shader::FromWgsl(const std::string& source, const IncludableFiles& own)
 {
     auto data = std::make_shared<ShaderData>();
-    Result<ExpandedSource> expanded = ExpandIncludes(source);
+    Result<ExpandedSource> expanded = ExpandIncludes(source, {}, own);
     if (!expanded)
     {
         data->problem = expanded.GetError().message;

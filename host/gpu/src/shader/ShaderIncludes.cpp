@@ -11,11 +11,9 @@ namespace Varkle
 namespace
 {
 
-using FileMap = std::map<std::string, std::string, std::less<>>;
-
-FileMap& IncludableFiles()
+IncludableFiles& RegisteredFiles()
 {
-    static FileMap s_files;
+    static IncludableFiles s_files;
     return s_files;
 }
 
@@ -86,7 +84,7 @@ const std::string& ShownName(const ExpandedSource& source, std::size_t file)
 
 /// Appends a file's lines to `result`, with what they include. Ends for files that include each other, because each is
 /// put in once.
-Status Append(std::string_view text, std::size_t file, ExpandedSource& result)
+Status Append(std::string_view text, std::size_t file, const IncludableFiles& own, ExpandedSource& result)
 {
     int openComments = 0;
     for (int number = 1; !text.empty(); ++number)
@@ -110,11 +108,12 @@ Status Append(std::string_view text, std::size_t file, ExpandedSource& result)
             result.lines.push_back({file, number});
             continue;
         }
-        const std::string* included = FindIncludableFile(*name);
+        const auto ownFile = own.find(*name);
+        const std::string* included = ownFile != own.end() ? &ownFile->second : FindIncludableFile(*name);
         if (!included)
             return Error{place + "There is no includable file \"" + std::string(*name) + "\"."};
         result.files.emplace_back(*name);
-        Status status = Append(*included, result.files.size() - 1, result);
+        Status status = Append(*included, result.files.size() - 1, own, result);
         if (!status)
             return status;
     }
@@ -145,20 +144,20 @@ std::string Indentation(std::string_view before)
 
 void AddIncludableFile(std::string name, std::string source)
 {
-    IncludableFiles().insert_or_assign(std::move(name), std::move(source));
+    RegisteredFiles().insert_or_assign(std::move(name), std::move(source));
 }
 
 const std::string* FindIncludableFile(std::string_view name)
 {
-    const auto found = IncludableFiles().find(name);
-    return found == IncludableFiles().end() ? nullptr : &found->second;
+    const auto found = RegisteredFiles().find(name);
+    return found == RegisteredFiles().end() ? nullptr : &found->second;
 }
 
-Result<ExpandedSource> ExpandIncludes(std::string_view text, std::string_view name)
+Result<ExpandedSource> ExpandIncludes(std::string_view text, std::string_view name, const IncludableFiles& own)
 {
     ExpandedSource result;
     result.files.emplace_back(name);
-    const Status status = Append(text, 0, result);
+    const Status status = Append(text, 0, own, result);
     if (!status)
         return status.GetError();
     return result;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Varkle/Core/Result.h"
+#include "Varkle/Gpu/Shader.h"
 
 #include <cstddef>
 #include <string>
@@ -31,13 +32,15 @@ struct ExpandedSource
     std::vector<Line> lines;        ///< one for each line of the text
 };
 
-/// Puts registered files in the place of the lines `#include "Name"` and `#include <Name>`, also inside included files.
+/// Puts files, those of `own` or else registered ones, in the place of the lines `#include "Name"` and `#include
+/// <Name>`, also inside included files.
 ///
 /// A file is put in once; every further include of it, and of the main text, leaves an empty line, so that files may
 /// include each other. Lines in block comments include nothing. `name` is the main text's; messages call it "shader"
 /// when the name is unknown.
 /// Errors: no file of that name, or an include line without a name; both name the file and line that asks.
-Result<ExpandedSource> ExpandIncludes(std::string_view text, std::string_view name = {});
+Result<ExpandedSource> ExpandIncludes(std::string_view text, std::string_view name = {},
+                                      const IncludableFiles& own = {});
 
 /// Says an error of the shader's compiler in terms of the files that people wrote: "GrayScale.wgsl:14:21: message",
 /// then the source line and a caret under the column.

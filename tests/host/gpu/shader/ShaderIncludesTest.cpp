@@ -92,6 +92,19 @@ TEST_CASE("Registering a file again replaces its source")
     CHECK_FALSE(FindIncludableFile("Includes/Never.wgsl"));
 }
 
+TEST_CASE("A shader's own includes win over registered ones of the name, inside included files too")
+{
+    AddIncludableFile("Includes/Shared.wgsl", "of the host\n");
+    AddIncludableFile("Includes/Outside.wgsl", "#include \"Includes/Shared.wgsl\"\n");
+    const IncludableFiles own = {{"Includes/Shared.wgsl", "my own\n"}};
+    const auto expanded = ExpandIncludes("#include \"Includes/Outside.wgsl\"\n", {}, own);
+    REQUIRE(expanded);
+    CHECK(expanded->text == "my own\n");
+    const auto without = ExpandIncludes("#include \"Includes/Outside.wgsl\"\n");
+    REQUIRE(without);
+    CHECK(without->text == "of the host\n");
+}
+
 TEST_CASE("A missing include names the file and line that ask for it")
 {
     CHECK(ErrorOf("a\n#include \"Nowhere.wgsl\"\n", "Main.wgsl") ==

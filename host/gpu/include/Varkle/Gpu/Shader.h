@@ -4,6 +4,8 @@
 #include "Varkle/Gpu/ShaderReflection.h"
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +16,9 @@ namespace Varkle
 
 struct ShaderData;
 
+/// Sources by the names under which shaders include them.
+using IncludableFiles = std::map<std::string, std::string, std::less<>>;
+
 /// Is a handle of a shader: its source and what the source declares. Copies share it; a default-constructed handle is
 /// empty. The driver sees the source when a pipeline first needs it; errors are then logged with file, line and the
 /// line itself.
@@ -22,9 +27,10 @@ class VARKLE_API Shader
 public:
     Shader() = default;
 
-    /// Makes a shader of WGSL text. A line `#include "Name"` is replaced by the source registered under that name, each
-    /// name once a shader. Empty text makes a shader without entry points.
-    static Shader FromWgsl(const std::string& source);
+    /// Makes a shader of WGSL text. A line `#include "Name"` is replaced by the source of that name, each name once a
+    /// shader: one of `own`, which includes inside included sources see too, else the one registered under the name.
+    /// Empty text makes a shader without entry points.
+    static Shader FromWgsl(const std::string& source, const IncludableFiles& own = {});
 
     /// Links SPIR-V modules, one for each stage, into one shader.
     static Shader FromSpirv(const std::vector<std::vector<std::uint32_t>>& modules);

@@ -1,7 +1,7 @@
 #include "MeshBench.h"
 
 #include "BareWebGpu.h"
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 #include "mesh/Copy.h"
 #include "mesh/CreateAttribute.h"
 #include "mesh/Cube.h"

@@ -2,7 +2,7 @@
 
 #include "BareWebGpu.h"
 #include "Varkle/Core/FileWriting.h"
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 #include "support/OperatorRunner.h"
 #include "support/TemporaryFolder.h"
 #include "texture/Blend.h"

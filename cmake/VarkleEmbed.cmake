@@ -3,7 +3,7 @@
 # varkle_embed_resources(target SYMBOL name ROOT folder [HEADER header] FILES path... [GENERATED folder path...])
 #
 # The generated source defines `extern const Varkle::EmbeddedFile name[]` and `extern const std::size_t nameCount` as
-# the header declares them, core/EmbeddedFile.h by default. Paths are relative to their folder and become the resource
+# the header declares them, Varkle/Kit/EmbeddedFile.h by default. Paths are relative to their folder and become the resource
 # paths. The bytes come in through the assembler's .incbin, so that megabytes cost no compile time.
 function(varkle_embed_resources target)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "SYMBOL;ROOT;HEADER" "FILES;GENERATED")
@@ -33,7 +33,7 @@ function(varkle_embed_resources target)
         endforeach()
     endforeach()
     if(NOT arg_HEADER)
-        set(arg_HEADER "core/EmbeddedFile.h")
+        set(arg_HEADER "Varkle/Kit/EmbeddedFile.h")
     endif()
     set(source "${CMAKE_CURRENT_BINARY_DIR}/${arg_SYMBOL}.cpp")
     file(CONFIGURE OUTPUT "${source}" @ONLY CONTENT

@@ -1,7 +1,7 @@
 // The two functions that the library exports.
 
 #include "Registration.h"
-#include "core/ShaderCache.h"
+#include "Varkle/Kit/ShaderCache.h"
 
 extern "C" VARKLE_API void VarklePluginLoad()
 {

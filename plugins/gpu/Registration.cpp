@@ -3,7 +3,7 @@
 #include "Varkle/Core/FileImportRegistry.h"
 #include "Varkle/Core/TypeLibrary.h"
 #include "Varkle/Gpu/Shader.h"
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 #include "material/PbrMaterial.h"
 #include "material/UnlitMaterial.h"
 #include "mesh/Copy.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Varkle/Gpu/Shader.h"
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 #include "support/OperatorRunner.h"
 #include "support/ReadBuffer.h"
 

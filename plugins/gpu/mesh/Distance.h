@@ -3,7 +3,7 @@
 #include "Varkle/Core/Operator.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Gpu/Ports.h"
-#include "mesh/MeshComputePass.h"
+#include "Varkle/Kit/MeshComputePass.h"
 
 namespace Varkle
 {

@@ -3,7 +3,7 @@
 #include "Varkle/Core/Operator.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Gpu/Ports.h"
-#include "texture/TextureOutputSettings.h"
+#include "Varkle/Kit/TextureOutputSettings.h"
 
 namespace Varkle
 {

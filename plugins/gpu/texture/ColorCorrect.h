@@ -3,8 +3,8 @@
 #include "Varkle/Core/Operator.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Gpu/Ports.h"
-#include "texture/FullScreenPass.h"
-#include "texture/TextureOutputSettings.h"
+#include "Varkle/Kit/FullScreenPass.h"
+#include "Varkle/Kit/TextureOutputSettings.h"
 
 namespace Varkle
 {

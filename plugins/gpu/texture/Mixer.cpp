@@ -1,7 +1,7 @@
 #include "texture/Mixer.h"
 
 #include "Varkle/Gpu/BlendMode.h"
-#include "core/ShaderCache.h"
+#include "Varkle/Kit/ShaderCache.h"
 
 #include <algorithm>
 #include <bit>

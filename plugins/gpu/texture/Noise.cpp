@@ -2,8 +2,8 @@
 
 #include "Varkle/Gpu/BindGroupBuilder.h"
 #include "Varkle/Gpu/PassRecorder.h"
-#include "core/ShaderCache.h"
-#include "texture/FullScreenPass.h"
+#include "Varkle/Kit/ShaderCache.h"
+#include "Varkle/Kit/FullScreenPass.h"
 
 #include <glm/gtc/matrix_transform.hpp>
 

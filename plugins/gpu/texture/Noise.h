@@ -5,7 +5,7 @@
 #include "Varkle/Gpu/Pipeline.h"
 #include "Varkle/Gpu/Ports.h"
 #include "Varkle/Gpu/UniformBuffer.h"
-#include "texture/TextureOutputSettings.h"
+#include "Varkle/Kit/TextureOutputSettings.h"
 
 namespace Varkle
 {

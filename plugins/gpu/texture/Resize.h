@@ -3,7 +3,7 @@
 #include "Varkle/Core/Operator.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Gpu/Ports.h"
-#include "texture/FullScreenPass.h"
+#include "Varkle/Kit/FullScreenPass.h"
 
 namespace Varkle
 {

@@ -1,6 +1,6 @@
 // The noise functions in GLSL: the one that the texture operator is built from, and those that go with it.
 
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 #include "support/NoisePoints.h"
 #include "support/ReferenceNoise.h"
 #include "support/ShaderRunner.h"

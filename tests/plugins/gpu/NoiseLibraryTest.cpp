@@ -1,7 +1,7 @@
 // The WGSL noise functions that other shaders include, run on the GPU.
 
 #include "Varkle/Core/Plugin.h"
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 #include "support/LogRecorder.h"
 #include "support/NoisePoints.h"
 #include "support/ReferenceNoise.h"

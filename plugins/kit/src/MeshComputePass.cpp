@@ -1,6 +1,6 @@
-#include "mesh/MeshComputePass.h"
+#include "Varkle/Kit/MeshComputePass.h"
 
-#include "core/ShaderCache.h"
+#include "Varkle/Kit/ShaderCache.h"
 
 #include <algorithm>
 #include <glm/mat3x3.hpp>

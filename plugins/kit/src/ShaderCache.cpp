@@ -1,6 +1,6 @@
-#include "core/ShaderCache.h"
+#include "Varkle/Kit/ShaderCache.h"
 
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
 #include "support/TemporaryFolder.h"

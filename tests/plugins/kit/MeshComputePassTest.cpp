@@ -1,6 +1,6 @@
 // What the operators that run a compute shader over a mesh share, and how they work together.
 
-#include "mesh/MeshComputePass.h"
+#include "Varkle/Kit/MeshComputePass.h"
 #include "mesh/Copy.h"
 #include "mesh/CreateAttribute.h"
 #include "mesh/Distance.h"

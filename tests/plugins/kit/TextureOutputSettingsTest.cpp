@@ -1,4 +1,4 @@
-#include "texture/TextureOutputSettings.h"
+#include "Varkle/Kit/TextureOutputSettings.h"
 #include "support/Catch.h"
 #include "support/OperatorRunner.h"
 

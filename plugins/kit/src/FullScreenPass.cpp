@@ -1,7 +1,7 @@
-#include "texture/FullScreenPass.h"
+#include "Varkle/Kit/FullScreenPass.h"
 
-#include "core/ShaderCache.h"
-#include "texture/TextureOutputSettings.h"
+#include "Varkle/Kit/ShaderCache.h"
+#include "Varkle/Kit/TextureOutputSettings.h"
 
 #include <glm/vec2.hpp>
 

@@ -1,7 +1,7 @@
-#include "core/Resources.h"
+#include "Varkle/Kit/Resources.h"
 
 #include "Varkle/Core/Log.h"
-#include "core/EmbeddedFile.h"
+#include "Varkle/Kit/EmbeddedFile.h"
 
 #include <string>
 #include <unordered_map>

@@ -1,4 +1,4 @@
-#include "core/ShaderCache.h"
+#include "Varkle/Kit/ShaderCache.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/PassRecorder.h"
 #include "support/Catch.h"

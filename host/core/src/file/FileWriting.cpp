@@ -90,4 +90,22 @@ std::optional<FileError> TryToWriteFileAtomically(const std::string& path, std::
     return std::nullopt;
 }
 
+std::optional<FileError> TryToWriteNewFile(const std::string& path, std::string_view bytes)
+{
+    std::error_code code;
+    if (std::filesystem::exists(path, code)) // which saves the writing, most times
+        return FileError{MakeWriteError(path, EEXIST), false, true};
+    const Result<std::unique_ptr<PendingFile>> file = PendingFile::Create(path, ".tmp");
+    if (!file)
+        return FileError{file.GetError(), false};
+    if (const Status status = (*file)->Write(bytes); !status)
+        return FileError{status.GetError(), true};
+    const Result<bool> kept = (*file)->KeepNew();
+    if (!kept)
+        return FileError{kept.GetError(), true};
+    if (!*kept)
+        return FileError{MakeWriteError(path, EEXIST), false, true};
+    return std::nullopt;
+}
+
 } // namespace Varkle

@@ -4,6 +4,7 @@
 #include "file/SystemReason.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <mutex>
 #include <set>
@@ -56,6 +57,29 @@ HiddenFiles& Hidden()
 {
     static HiddenFiles& files = *new HiddenFiles;
     return files;
+}
+
+// Renames a file unless the new name is taken, which is EEXIST.
+int RenameToNew(const fs::path& from, const fs::path& to)
+{
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return noReason;
+    if (errno != EINVAL && errno != ENOSYS)
+        return errno;
+    // A file system that can't do that, such as NFS, has hard links.
+    if (link(from.c_str(), to.c_str()) == 0)
+    {
+        (void)unlink(from.c_str());
+        return noReason;
+    }
+    if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS && errno != EMLINK)
+        return errno;
+    // Or it has not, such as FAT: an empty file takes the name first.
+    const int reserved = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (reserved < 0)
+        return errno;
+    close(reserved);
+    return rename(from.c_str(), to.c_str()) == 0 ? noReason : errno;
 }
 
 } // namespace
@@ -121,6 +145,19 @@ Status PendingFile::Keep()
     Hidden().paths.erase(hidden);
     hidden.clear();
     return Ok();
+}
+
+Result<bool> PendingFile::KeepNew()
+{
+    const std::lock_guard lock(Hidden().mutex);
+    const int reason = RenameToNew(hidden, target);
+    if (reason == EEXIST)
+        return false;
+    if (reason != noReason)
+        return MakeWriteError(path, reason);
+    Hidden().paths.erase(hidden);
+    hidden.clear();
+    return true;
 }
 
 void PendingFile::RemoveAll()

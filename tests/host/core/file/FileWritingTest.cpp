@@ -279,3 +279,63 @@ TEST_CASE("A process that is about to end removes the hidden files of all thread
     CHECK(std::filesystem::exists(folder / "film.mp4"));
     CHECK(folder.Count() == 1);
 }
+
+TEST_CASE("A new file is made where nothing has its name, and nothing is replaced where something has")
+{
+    const TemporaryFolder folder;
+    CHECK_FALSE(TryToWriteNewFile(folder / "new", "mine"));
+    CHECK(ReadBytes(folder / "new") == "mine");
+    std::filesystem::create_directory(folder / "folder");
+    for (const char* const name : {"new", "folder"})
+    {
+        INFO(name);
+        const std::optional<FileError> error = TryToWriteNewFile(folder / name, "another");
+        REQUIRE(error);
+        CHECK(error->exists);
+        CHECK(error->message == "could not write " + folder / name + ": File exists.");
+    }
+    CHECK(ReadBytes(folder / "new") == "mine");
+    CHECK(folder.Count() == 2);
+
+    const std::optional<FileError> missing = TryToWriteNewFile(folder / "missing/new", "mine");
+    REQUIRE(missing);
+    CHECK_FALSE(missing->exists);
+    CHECK_FALSE(missing->opened);
+}
+
+TEST_CASE("Of many processes that make a new file of one name at once, one makes it and the others are told")
+{
+    const TemporaryFolder folder;
+    constexpr int rounds = 50;
+    constexpr int processes = 4;
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i)
+    {
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            int made = 0;
+            for (int round = 0; round < rounds; ++round)
+            {
+                const std::string bytes(1000, char('0' + i));
+                const auto error = TryToWriteNewFile(folder / std::to_string(round), bytes);
+                made += !error;
+                if (error && !error->exists)
+                    _exit(255);
+            }
+            _exit(made);
+        }
+        children.push_back(child);
+    }
+    int made = 0;
+    for (const pid_t child : children)
+    {
+        int status = 0;
+        waitpid(child, &status, 0);
+        REQUIRE(WIFEXITED(status));
+        REQUIRE(WEXITSTATUS(status) <= rounds);
+        made += WEXITSTATUS(status);
+    }
+    CHECK(made == rounds);
+    CHECK(folder.Count() == rounds);
+}

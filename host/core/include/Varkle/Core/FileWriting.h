@@ -29,9 +29,14 @@ VARKLE_API Status WriteFileAtomically(const std::string& path, std::string_view 
 struct FileError : Error
 {
     bool opened = false; ///< false when the file could not be opened or made, true when its bytes could not be written
+    bool exists = false; ///< TryToWriteNewFile: there is a file of that name, which is left alone
 };
 
 /// Does the same for callers that tell the two apart. Returns nothing when the file was written.
 VARKLE_API std::optional<FileError> TryToWriteFileAtomically(const std::string& path, std::string_view bytes);
+
+/// Writes a file of a name that nothing has yet, whole and at once as above, and never replaces what another process
+/// makes of that name in the meantime. For callers that then try another name.
+VARKLE_API std::optional<FileError> TryToWriteNewFile(const std::string& path, std::string_view bytes);
 
 } // namespace Varkle

@@ -33,6 +33,10 @@ public:
     /// Gives the file its own name, replacing a file of that name.
     Status Keep();
 
+    /// Gives the file its own name where nothing has that name. False, and the file stays hidden, where something has,
+    /// also when another process made it a moment ago.
+    Result<bool> KeepNew();
+
     /// Removes the hidden files of all threads, for a process that is about to end without waiting for those. From then
     /// on a thread that makes, keeps or destroys one waits for the end.
     static void RemoveAll();

@@ -4,15 +4,12 @@
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Tasks.h"
 
-#include <array>
-#include <chrono>
-#include <cstdio>
-#include <ctime>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -26,14 +23,13 @@ namespace fs = std::filesystem;
 
 const std::vector<std::string> FormatValues = {"PNG", "JPG", "BMP", "TGA"}; // by ImageFormat
 
-constexpr std::uint32_t NumbersEnd = 100000;
-
 // Is a file that saves are under way to.
 struct Destination
 {
     fs::path path;
-    unsigned long asked = 0;   // how many saves were asked for; the main thread's
-    unsigned long written = 0; // which of them is in the file, 0 for none; the file thread's
+    unsigned long asked = 0;   // how many saves were asked for; the mutex of the destinations guards it
+    std::mutex writing;        // held while the file is written
+    unsigned long written = 0; // which of them is in the file, 0 for none; `writing` guards it
 };
 
 // Is one of those saves. It owns all that is needed, as the operator may be gone when the file is written.
@@ -41,59 +37,54 @@ struct Save
 {
     std::shared_ptr<Destination> file;
     unsigned long number = 0;
+    SaveNames names;
 };
 
-// Main thread only.
-std::map<fs::path, std::weak_ptr<Destination>>& GetDestinations()
+// Knows where saves of this process are under way. May be used from any thread.
+class Destinations
 {
-    static std::map<fs::path, std::weak_ptr<Destination>> destinations;
-    return destinations;
-}
+public:
+    static Destinations& Get()
+    {
+        static Destinations destinations;
+        return destinations;
+    }
 
-bool IsUnderWay(const fs::path& path)
+    Save Begin(const fs::path& path, SaveNames names)
+    {
+        const std::lock_guard lock(mutex);
+        std::erase_if(files, [](const auto& entry) { return entry.second.expired(); });
+        std::weak_ptr<Destination>& known = files[path];
+        std::shared_ptr<Destination> file = known.lock();
+        if (!file)
+        {
+            known = file = std::make_shared<Destination>();
+            file->path = path;
+        }
+        const unsigned long number = ++file->asked;
+        return {std::move(file), number, std::move(names)};
+    }
+
+    bool IsUnderWay(const fs::path& path)
+    {
+        const std::lock_guard lock(mutex);
+        const auto found = files.find(path);
+        return found != files.end() && !found->second.expired();
+    }
+
+private:
+    std::mutex mutex;
+    std::map<fs::path, std::weak_ptr<Destination>> files;
+};
+
+// Returns the next path that no file has and no save of this process is about to write to; empty when there is none.
+fs::path TakeUnusedPath(const SaveNames& names)
 {
-    const auto found = GetDestinations().find(path);
-    return found != GetDestinations().end() && !found->second.expired();
-}
-
-Save BeginSave(const fs::path& path)
-{
-    std::erase_if(GetDestinations(), [](const auto& entry) { return entry.second.expired(); });
-    std::weak_ptr<Destination>& known = GetDestinations()[path];
-    std::shared_ptr<Destination> file = known.lock();
-    if (!file)
-        known = file = std::make_shared<Destination>(Destination{path});
-    const unsigned long number = ++file->asked;
-    return {std::move(file), number};
-}
-
-std::string FourDigits(std::uint32_t number)
-{
-    std::array<char, 16> text = {};
-    std::snprintf(text.data(), text.size(), "%04u", number);
-    return text.data();
-}
-
-// Returns the local time to the millisecond, "2026-09-09_14-32-05-123". No two calls return the same: the second save
-// of a millisecond waits for the next one.
-std::string TakeTimestamp()
-{
-    using namespace std::chrono;
-    static sys_time<milliseconds> last;
-    sys_time<milliseconds> now = floor<milliseconds>(system_clock::now());
-    for (; now == last; now = floor<milliseconds>(system_clock::now()))
-        std::this_thread::sleep_for(microseconds(50));
-    last = now;
-
-    const auto second = floor<seconds>(now);
-    const std::time_t time = system_clock::to_time_t(second);
-    std::tm local = {};
-    localtime_r(&time, &local);
-    std::array<char, 64> date = {};
-    std::strftime(date.data(), date.size(), "%Y-%m-%d_%H-%M-%S", &local);
-    std::array<char, 16> fraction = {};
-    std::snprintf(fraction.data(), fraction.size(), "-%03d", int((now - second).count()));
-    return std::string(date.data()) + fraction.data();
+    std::error_code code;
+    fs::path path = names.Take();
+    while (!path.empty() && (fs::exists(path, code) || Destinations::Get().IsUnderWay(path)))
+        path = names.Take();
+    return path;
 }
 
 void LogOnMainThread(void (*log)(std::string_view), std::string text)
@@ -101,22 +92,57 @@ void LogOnMainThread(void (*log)(std::string_view), std::string text)
     Tasks::RunOnMainThread([log, text = std::move(text)] { log(text); });
 }
 
-void Write(const std::vector<std::uint8_t>& bytes, const Save& save)
+void LogOutcome(const std::string& path, const std::optional<FileError>& error)
+{
+    if (!error)
+        LogOnMainThread(LogInfo, "Saved " + path);
+    else if (error->opened)
+        LogOnMainThread(LogError, "Could not write " + path);
+    else
+        LogOnMainThread(LogError, "SaveImage: could not open " + path + " for writing.");
+}
+
+void WriteOver(std::string_view bytes, const Save& save)
 {
     const std::string path = save.file->path.string();
-    // A later picture for the same file may have been encoded faster. This one has been replaced by it, then.
-    if (save.number > save.file->written)
+    const std::lock_guard lock(save.file->writing);
+    // A later picture for the same file may have been encoded faster.
+    if (save.number < save.file->written)
     {
-        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        if (const std::optional<FileError> error = TryToWriteFileAtomically(path, text))
+        LogOnMainThread(LogInfo, "Not saved, as a later picture is there by now: " + path);
+        return;
+    }
+    const std::optional<FileError> error = TryToWriteFileAtomically(path, bytes);
+    if (!error)
+        save.file->written = save.number;
+    LogOutcome(path, error);
+}
+
+// Another process may have taken the name since it was found unused.
+void WriteNew(std::string_view bytes, const Save& save)
+{
+    fs::path path = save.file->path;
+    std::optional<FileError> error = TryToWriteNewFile(path.string(), bytes);
+    while (error && error->exists)
+    {
+        path = TakeUnusedPath(save.names);
+        if (path.empty())
         {
-            LogOnMainThread(LogError, error->opened ? "Could not write " + path
-                                                    : "SaveImage: could not open " + path + " for writing.");
+            LogOnMainThread(LogError, save.names.GetRunOutMessage());
             return;
         }
-        save.file->written = save.number;
+        error = TryToWriteNewFile(path.string(), bytes);
     }
-    LogOnMainThread(LogInfo, "Saved " + path);
+    LogOutcome(path.string(), error);
+}
+
+void Write(const std::vector<std::uint8_t>& bytes, const Save& save)
+{
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (save.names.numbering == SaveNames::Numbering::Off)
+        WriteOver(text, save);
+    else
+        WriteNew(text, save);
 }
 
 void EncodeAndWrite(const Image& image, ImageFormat format, const Save& save)
@@ -161,7 +187,7 @@ void SaveImage::Execute(ExecutionContext&)
     if (path.empty())
         return;
     textureInput.GetTexture().ReadPixelsAsync(
-        [started = BeginSave(path), as = GetFormat()](const Image& image) {
+        [started = Destinations::Get().Begin(path, GetNames()), as = GetFormat()](const Image& image) {
             Tasks::RunInBackground(Tasks::Kind::Compute, [image, as, started] { EncodeAndWrite(image, as, started); });
         });
 }
@@ -179,39 +205,27 @@ fs::path SaveImage::NextFilePath()
         LogError("Cannot save the image: " + folder.Value() + " is not an existing folder.");
         return {};
     }
-    switch (numbering.GetIndexOr(0))
-    {
-    case 1:
-        return NextNumberedPath();
-    case 2:
-        return MakePath("_" + TakeTimestamp());
-    default:
-        return MakePath({});
-    }
+    const SaveNames names = GetNames();
+    if (names.numbering == SaveNames::Numbering::Off)
+        return names.Take();
+    fs::path path = TakeUnusedPath(names);
+    if (path.empty())
+        LogError(names.GetRunOutMessage());
+    return path;
 }
 
-fs::path SaveImage::NextNumberedPath()
+SaveNames SaveImage::GetNames() const
 {
-    while (counter < NumbersEnd)
-    {
-        fs::path candidate = MakePath("_" + FourDigits(counter++));
-        std::error_code code;
-        // Another operator may be about to write there.
-        if (!fs::exists(candidate, code) && !IsUnderWay(candidate))
-            return candidate;
-    }
-    LogError("Cannot save the image: no unused number is left for " + GetBaseName() + " in " + folder.Value() + ".");
-    return {};
-}
-
-fs::path SaveImage::MakePath(const std::string& suffix) const
-{
-    return fs::path(folder.Value()) / (GetBaseName() + suffix + std::string(GetImageFormatExtension(GetFormat())));
-}
-
-std::string SaveImage::GetBaseName() const
-{
-    return fileName.Value().empty() ? "image" : fileName.Value();
+    SaveNames names = counted;
+    names.folder = folder.Value();
+    names.name = fileName.Value().empty() ? "image" : fileName.Value();
+    names.extension = GetImageFormatExtension(GetFormat());
+    const long long index = numbering.GetIndexOr(0);
+    if (index == 1)
+        names.numbering = SaveNames::Numbering::Counter;
+    if (index == 2)
+        names.numbering = SaveNames::Numbering::Timestamp;
+    return names;
 }
 
 ImageFormat SaveImage::GetFormat() const

@@ -4,10 +4,9 @@
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Gpu/Image.h"
 #include "Varkle/Gpu/Ports.h"
+#include "texture/SaveNames.h"
 
-#include <cstdint>
 #include <filesystem>
-#include <string>
 
 namespace Varkle
 {
@@ -31,9 +30,7 @@ public:
     std::filesystem::path NextFilePath();
 
 private:
-    std::filesystem::path NextNumberedPath();
-    std::filesystem::path MakePath(const std::string& suffix) const;
-    std::string GetBaseName() const;
+    SaveNames GetNames() const;
     ImageFormat GetFormat() const;
 
     TextureInput textureInput{this, "Texture Input"};
@@ -42,7 +39,7 @@ private:
     EnumParameter format{ParameterScope(this), "Format"};
     EnumParameter numbering{ParameterScope(this), "Numbering"};
     TriggerParameter save{ParameterScope(this), "Save", false};
-    std::uint32_t counter = 0; // the next number to try; those below were used or taken
+    SaveNames counted; // for its counter, which lives as long as the operator
 };
 
 } // namespace Varkle

@@ -225,7 +225,63 @@ TEST_CASE("Save Image without numbering keeps the last of several pictures, thou
     }
     FinishSaves();
     CHECK(FirstPixel(folder / "image.png") == Rgba8{4, 0, 0, 255});
-    CHECK(heard.lines == Lines(10, "info: Saved " + folder / "image.png"));
+    // Each says what became of it, and the file holds the one that said so last.
+    REQUIRE(heard.lines.size() == 10);
+    for (const std::string& line : heard.lines)
+        CHECK((line == "info: Saved " + folder / "image.png" ||
+               line == "info: Not saved, as a later picture is there by now: " + folder / "image.png"));
+    CHECK(heard.Contains("Saved "));
+}
+
+TEST_CASE("Save Image takes the next number when another process wrote the file while the save was under way")
+{
+    const TemporaryFolder folder;
+    const LogRecorder heard;
+    Saver saver(folder);
+    saver.SetEnum("Numbering", "Counter");
+    saver.SetColor({1, 0, 0, 255});
+    saver.Press();
+    WriteBytes(folder / "image_0000.png", "another's");
+    WriteBytes(folder / "image_0001.png", "another's");
+    FinishSaves();
+    CHECK(heard.lines == Lines{"info: Saved " + folder / "image_0002.png"});
+    CHECK(ReadBytes(folder / "image_0000.png") == "another's");
+    CHECK(FirstPixel(folder / "image_0002.png").r == 1);
+    saver.SaveColor({2, 0, 0, 255});
+    CHECK(FirstPixel(folder / "image_0003.png").r == 2);
+}
+
+TEST_CASE("Save Image says that no number is left when another process takes the last one")
+{
+    const TemporaryFolder folder;
+    const LogRecorder heard;
+    Saver saver(folder);
+    saver.SetEnum("Numbering", "Counter");
+    for (int i = 0; i < 99999; ++i)
+        saver.NextName();
+    saver.SetColor({1, 0, 0, 255});
+    saver.Press();
+    WriteBytes(folder / "image_99999.png", "another's");
+    FinishSaves();
+    CHECK(heard.lines == Lines{"error: Cannot save the image: no unused number is left for image in " +
+                               folder.GetPath().string() + "."});
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("Timestamps differ also where the clock stands still, and follow one that is set back")
+{
+    using std::chrono::milliseconds;
+    const StampClock::Time noon{milliseconds(43'200'000)};
+    StampClock clock;
+    CHECK(clock.Take(noon) == noon);
+    for (int i = 1; i < 5000; ++i)
+        REQUIRE(clock.Take(noon) == noon + milliseconds(i));
+    CHECK(clock.Take(noon + milliseconds(10)) == noon + milliseconds(5000));
+    CHECK(clock.Take(noon + milliseconds(9000)) == noon + milliseconds(9000));
+
+    const StampClock::Time morning{milliseconds(36'000'000)};
+    CHECK(clock.Take(morning) == morning);
+    CHECK(clock.Take(morning) == morning + milliseconds(1));
 }
 
 TEST_CASE("Save Image with a counter passes over numbers that files have")

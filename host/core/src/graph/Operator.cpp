@@ -87,12 +87,19 @@ void Operator::MarkDirty()
 
 void Operator::AddParameter(std::unique_ptr<Parameter>&& parameter)
 {
+    InsertParameter(std::move(parameter), nullptr);
+}
+
+void Operator::InsertParameter(std::unique_ptr<Parameter>&& parameter, const Parameter* before)
+{
     if (!parameter)
         return;
     parameter->LeaveOwner();
     if (parameter->GetKey().empty())
         parameter->SetKey(parameter->GetName());
     Attach(*parameter);
+    if (const auto place = std::ranges::find(parameters, before); place != parameters.end())
+        std::rotate(place, parameters.end() - 1, parameters.end());
     ownedParameters.push_back(std::move(parameter));
     TellStructure();
 }

@@ -59,6 +59,8 @@ public:
 
     /// Takes over a parameter created at run time and puts it at the end of the list. Null is ignored.
     void AddParameter(std::unique_ptr<Parameter>&& parameter);
+    /// Does the same and puts it before another one of the list; at the end where that is not in it.
+    void InsertParameter(std::unique_ptr<Parameter>&& parameter, const Parameter* before);
     /// Removes a parameter from the list; one that AddParameter took over is destroyed. A parameter that is not in the
     /// list is left alone.
     void RemoveParameter(Parameter* parameter);

@@ -121,11 +121,7 @@ void CreateAttribute::UpdateStructure()
         return !fits;
     };
     std::erase_if(values, removeUnfit);
-    const bool someAreMissing = values.size() < wanted.values.size();
-
-    // The seed comes last, so it makes way for values that come before it, and keeps what it held.
-    const long long seedValue = seed ? seed->Value() : 0;
-    if (seed && (!wanted.isRandom || someAreMissing))
+    if (seed && !wanted.isRandom)
     {
         RemoveParameter(seed);
         seed = nullptr;
@@ -136,14 +132,14 @@ void CreateAttribute::UpdateStructure()
             continue;
         std::unique_ptr<Parameter> value = MakeValue(wantedType, row);
         values.push_back(value.get());
-        AddParameter(std::move(value));
+        InsertParameter(std::move(value), seed); // which comes last
     }
     if (wanted.isRandom && !seed)
     {
         auto created = std::make_unique<IntParameter>();
         created->SetKey("RNG Seed");
         created->SetName("RNG Seed");
-        created->SetValue(seedValue);
+        created->SetValue(0);
         seed = created.get();
         AddParameter(std::move(created));
     }

@@ -255,12 +255,15 @@ TEST_CASE("Create Attribute keeps values that fit the new mode, and starts anew 
     CHECK(runner.Parameter<FloatParameter>("Max").Value() == 4.0);
 
     runner.SetInt("RNG Seed", 99);
+    const Parameter* const seed = runner.Get().FindParameter("RNG Seed");
     runner.SetEnum("Mode", "Normal Distribution");
     CHECK(ValueParameters(runner) == Lines{"Mean: Float = 0", "Std Deviation: Float = 1", "RNG Seed: Int = 99"});
+    CHECK(runner.Get().FindParameter("RNG Seed") == seed);
     runner.SetEnum("Mode", "Random");
     runner.SetFloat("Min", -3.0);
     runner.SetEnum("Type", "Float32x3");
     CHECK(ValueParameters(runner) == Lines{"Min: Vector 3 = 0 0 0", "Max: Vector 3 = 1 1 1", "RNG Seed: Int = 99"});
+    CHECK(runner.Get().FindParameter("RNG Seed") == seed);
 }
 
 TEST_CASE("Create Attribute keeps its value parameters as they are while type and mode are set to the same again")

@@ -53,14 +53,14 @@ void TransformTexture::RebuildSampler()
     descriptor.minFilter = wgpu::FilterMode::Linear;
     descriptor.lodMaxClamp = 32;
     descriptor.maxAnisotropy = 1;
-    sampler = Graphics::GetDevice().CreateSampler(&descriptor);
+    sampler = Graphics::CreateSampler(descriptor);
 }
 
 void TransformTexture::Execute(ExecutionContext&)
 {
     settings.Update();
     // Also without a texture, since the marks of the change are gone after this execution.
-    if (tilingModeX.HasValueChanged() || tilingModeY.HasValueChanged())
+    if (!sampler || tilingModeX.HasValueChanged() || tilingModeY.HasValueChanged())
         RebuildSampler();
     if (!textureInput.HasTexture())
         return; // the output keeps its last texture

@@ -3,11 +3,13 @@
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Core/Plugin.h"
 #include "Varkle/Core/TypeLibrary.h"
+#include "Varkle/Gpu/Graphics.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -144,4 +146,43 @@ TEST_CASE("The model importer makes a Load 3D Model with the file's path")
         CHECK(static_cast<StringParameter*>(op->FindParameter("File Path"))->Value() == path);
     }
     CHECK(FileImportRegistry::Get().CreateOperator("/models/a cat.obj") == nullptr);
+}
+
+TEST_CASE("Every operator runs without a device, whatever feeds it")
+{
+    const Result<Plugin> plugin = Plugin::Load(VARKLE_PLUGIN);
+    REQUIRE(plugin);
+    Graphics::Shutdown();
+    REQUIRE(setenv("VARKLE_ADAPTER", "no such adapter", 1) == 0);
+    const LogRecorder heard;
+    {
+        Graph graph;
+        std::vector<Operator*> sources;
+        for (const char* const id :
+             {"Varkle.Texture.Color", "Varkle.Mesh.Sphere", "Varkle.Material.PbrMaterial", "Varkle.Model.Load3DModel"})
+        {
+            const OperatorInfo* const info = TypeLibrary::Get().Find(id);
+            REQUIRE(info);
+            sources.push_back(graph.Add(info->type, id));
+        }
+        for (const OperatorInfo& info : TypeLibrary::Get().GetOperators())
+        {
+            Operator* const op = graph.Add(info.type, info.type->GetId());
+            for (Object* const input : op->GetInputs())
+            {
+                auto* const single = dynamic_cast<DataInput*>(input);
+                for (Operator* const source : sources)
+                {
+                    if (single)
+                        (void)graph.Connect(*source->GetOutputs()[0], *single);
+                }
+            }
+        }
+        graph.Run();
+        graph.Run();
+        CHECK(heard.Contains("no such adapter"));
+        CHECK_FALSE(Graphics::IsStarted());
+    }
+    unsetenv("VARKLE_ADAPTER");
+    Graphics::Shutdown();
 }

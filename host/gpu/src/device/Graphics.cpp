@@ -315,6 +315,15 @@ std::vector<std::string> GetFeatureNames()
     return names;
 }
 
+wgpu::Sampler CreateSampler(const wgpu::SamplerDescriptor& descriptor)
+{
+    const wgpu::Device device = GetDevice();
+    if (!device)
+        return nullptr;
+    ++Get().counters.samplersCreated;
+    return device.CreateSampler(&descriptor);
+}
+
 bool HasFeature(wgpu::FeatureName feature)
 {
     const wgpu::Device device = GetDevice();
@@ -445,9 +454,8 @@ std::string Label(std::string_view what)
 
 wgpu::Sampler GetSampler(wgpu::FilterMode filter, wgpu::AddressMode addressMode)
 {
-    const wgpu::Device device = Graphics::GetDevice();
     State& state = Get();
-    if (!device)
+    if (!Graphics::GetDevice())
         return nullptr;
     const auto create = [&](wgpu::FilterMode kept, wgpu::AddressMode mode)
     {
@@ -460,8 +468,7 @@ wgpu::Sampler GetSampler(wgpu::FilterMode filter, wgpu::AddressMode addressMode)
         descriptor.addressModeU = mode;
         descriptor.addressModeV = mode;
         descriptor.addressModeW = mode;
-        state.samplers[{kept, mode}] = device.CreateSampler(&descriptor);
-        ++state.counters.samplersCreated;
+        state.samplers[{kept, mode}] = Graphics::CreateSampler(descriptor);
     };
     // All kinds at once: one that came later would wait for the GPU to become idle.
     if (state.samplers.empty())

@@ -226,6 +226,27 @@ TEST_CASE("Texture Transform follows a tiling that changes")
     }
 }
 
+TEST_CASE("Texture Transform makes a sampler once for each change of a tiling, and none when nothing but the transform "
+          "changes")
+{
+    OperatorRunner<TransformTexture> runner;
+    runner.Connect("Texture Input", Upload(RandomPicture({4, 4})));
+    Set(runner, {});
+    runner.Execute();
+    const auto countNew = [&](const Placement& placement)
+    {
+        const std::uint64_t before = Graphics::GetCounters().samplersCreated;
+        Set(runner, placement);
+        runner.Execute();
+        runner.Execute();
+        return Graphics::GetCounters().samplersCreated - before;
+    };
+    CHECK(countNew({Translation(1, 2)}) == 0);
+    CHECK(countNew({Translation(1, 2), "Repeat"}) == 1);
+    CHECK(countNew({Translation(1, 2), "Mirrored Repeat", "Repeat"}) == 1);
+    CHECK(countNew({Translation(3, 2), "Mirrored Repeat", "Repeat"}) == 0);
+}
+
 TEST_CASE("Texture Transform takes a tiling that was chosen while there was no picture")
 {
     const Picture picture = RandomPicture({4, 4});

@@ -97,6 +97,10 @@ VARKLE_API bool HasFeature(wgpu::FeatureName feature);
 /// Returns the limits of the device.
 VARKLE_API const wgpu::Limits& GetLimits();
 
+/// Makes a sampler of one's own, for what the options of texture views don't offer, and counts it. Null without a
+/// device.
+VARKLE_API wgpu::Sampler CreateSampler(const wgpu::SamplerDescriptor& descriptor);
+
 /// Runs what the GPU has finished: read-back callbacks, errors, a lost device. Call it once a frame.
 VARKLE_API void ProcessEvents();
 /// Sleeps until a read-back has finished and ran its callback, or the time is over. Returns false when none is in

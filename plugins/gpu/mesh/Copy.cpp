@@ -2,6 +2,7 @@
 
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/Graphics.h"
+#include "mesh/TakeMesh.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -97,17 +98,11 @@ void CopyMesh::UploadMatrices(unsigned copies)
 
 void CopyMesh::Execute(ExecutionContext&)
 {
-    if (!meshInput.HasMesh())
-        return; // the output keeps its last mesh
-
-    const Mesh mesh = meshInput.GetMeshData().GetMesh();
-    const Attribute* const position = mesh.GetAttribute("Position");
-    if (!position)
-    {
-        meshOutput.Activate(mesh);
+    const std::optional<Mesh> taken = TakeMesh(meshInput, meshOutput, {"Position"});
+    if (!taken)
         return;
-    }
-
+    const Mesh& mesh = *taken;
+    const Attribute* const position = mesh.GetAttribute("Position");
     const unsigned vertexCount = position->GetVertexCount();
     const Connectivity* const connectivity = mesh.GetConnectivity();
     const unsigned indexCount = connectivity ? connectivity->GetIndexCount() : 0;

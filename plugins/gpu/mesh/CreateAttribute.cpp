@@ -1,5 +1,7 @@
 #include "mesh/CreateAttribute.h"
 
+#include "mesh/TakeMesh.h"
+
 #include <algorithm>
 #include <memory>
 
@@ -154,17 +156,11 @@ void CreateAttribute::SetValueUniform(std::string_view uniform, std::string_view
 
 void CreateAttribute::Execute(ExecutionContext&)
 {
-    if (!meshInput.HasMesh())
-        return; // the output keeps its last mesh
-
-    const Mesh mesh = meshInput.GetMeshData().GetMesh();
-    const Attribute* const position = mesh.GetAttribute("Position");
-    if (!position)
-    {
-        meshOutput.Activate(mesh);
+    const std::optional<Mesh> taken = TakeMesh(meshInput, meshOutput, {"Position"});
+    if (!taken)
         return;
-    }
-
+    const Mesh& mesh = *taken;
+    const Attribute* const position = mesh.GetAttribute("Position");
     const unsigned count = position->GetVertexCount();
     const auto typeIndex = std::size_t(type.GetIndexOr(0));
     const Attribute attribute(attributeName.Value(), types[typeIndex].format, count);

@@ -1,5 +1,7 @@
 #include "mesh/Move.h"
 
+#include "mesh/TakeMesh.h"
+
 namespace Varkle
 {
 
@@ -15,18 +17,12 @@ const ObjectType* MeshMove::Type()
 
 void MeshMove::Execute(ExecutionContext&)
 {
-    if (!meshInput.HasMesh())
-        return; // the output keeps its last mesh
-
-    const Mesh mesh = meshInput.GetMeshData().GetMesh();
+    const std::optional<Mesh> taken = TakeMesh(meshInput, meshOutput, {"Position", "Normal"});
+    if (!taken)
+        return;
+    const Mesh& mesh = *taken;
     const Attribute* const position = mesh.GetAttribute("Position");
     const Attribute* const normal = mesh.GetAttribute("Normal");
-    if (!position || !normal)
-    {
-        meshOutput.Activate(mesh);
-        return;
-    }
-
     const unsigned count = position->GetVertexCount();
     const std::string name = amountAttribute.Value();
     const Attribute* const amounts = name.empty() ? nullptr : mesh.GetAttribute(name);

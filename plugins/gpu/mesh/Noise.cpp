@@ -1,5 +1,7 @@
 #include "mesh/Noise.h"
 
+#include "mesh/TakeMesh.h"
+
 namespace Varkle
 {
 
@@ -15,18 +17,12 @@ const ObjectType* MeshNoise::Type()
 
 void MeshNoise::Execute(ExecutionContext&)
 {
-    if (!meshInput.HasMesh())
-        return; // the output keeps its last mesh
-
-    const Mesh mesh = meshInput.GetMeshData().GetMesh();
+    const std::optional<Mesh> taken = TakeMesh(meshInput, meshOutput, {"Position", "Normal"});
+    if (!taken)
+        return;
+    const Mesh& mesh = *taken;
     const Attribute* const position = mesh.GetAttribute("Position");
     const Attribute* const normal = mesh.GetAttribute("Normal");
-    if (!position || !normal)
-    {
-        meshOutput.Activate(mesh);
-        return;
-    }
-
     const unsigned count = position->GetVertexCount();
     const Attribute newNormal(Attributes::Normal, count);
 

@@ -1,5 +1,7 @@
 #include "mesh/NoiseAttribute.h"
 
+#include "mesh/TakeMesh.h"
+
 namespace Varkle
 {
 
@@ -15,17 +17,11 @@ const ObjectType* NoiseAttribute::Type()
 
 void NoiseAttribute::Execute(ExecutionContext&)
 {
-    if (!meshInput.HasMesh())
-        return; // the output keeps its last mesh
-
-    const Mesh mesh = meshInput.GetMeshData().GetMesh();
-    const Attribute* const position = mesh.GetAttribute("Position");
-    if (!position)
-    {
-        meshOutput.Activate(mesh);
+    const std::optional<Mesh> taken = TakeMesh(meshInput, meshOutput, {"Position"});
+    if (!taken)
         return;
-    }
-
+    const Mesh& mesh = *taken;
+    const Attribute* const position = mesh.GetAttribute("Position");
     const unsigned count = position->GetVertexCount();
     const Attribute values(attributeName.Value(), wgpu::VertexFormat::Float32, count);
 

@@ -1,5 +1,7 @@
 #include "mesh/Transform.h"
 
+#include "mesh/TakeMesh.h"
+
 namespace Varkle
 {
 
@@ -15,17 +17,11 @@ const ObjectType* TransformMesh::Type()
 
 void TransformMesh::Execute(ExecutionContext&)
 {
-    if (!meshInput.HasMesh())
-        return; // the output keeps its last mesh
-
-    const Mesh mesh = meshInput.GetMeshData().GetMesh();
-    const Attribute* const position = mesh.GetAttribute("Position");
-    if (!position)
-    {
-        meshOutput.Activate(mesh);
+    const std::optional<Mesh> taken = TakeMesh(meshInput, meshOutput, {"Position"});
+    if (!taken)
         return;
-    }
-
+    const Mesh& mesh = *taken;
+    const Attribute* const position = mesh.GetAttribute("Position");
     const unsigned count = position->GetVertexCount();
     const Attribute* const normal = mesh.GetAttribute("Normal");
     const Attribute* const tangent = mesh.GetAttribute("Tangent");

@@ -7,7 +7,7 @@ namespace Varkle
 
 ColorOperator::ColorOperator()
 {
-    settings.SetFrameBufferSize({8, 8}); // one colour needs no large texture
+    settings.SetFrameBufferSize({8, 8}); // one color needs no large texture
 }
 
 ColorOperator::~ColorOperator() = default;

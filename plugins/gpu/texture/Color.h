@@ -8,7 +8,7 @@
 namespace Varkle
 {
 
-/// Outputs a texture filled with one colour, without a shader: the pass only clears.
+/// Outputs a texture filled with one color, without a shader: the pass only clears.
 class ColorOperator final : public Operator
 {
 public:

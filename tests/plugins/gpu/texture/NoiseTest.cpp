@@ -106,6 +106,15 @@ TEST_CASE("Noise is gray around a half, mostly between a quarter and three quart
     CheckNoise({.scale = 0.1}, {64, 64});
 }
 
+TEST_CASE("Noise is the exact one within a level up to an amplitude of 1 and 1,000 units from the origin of the field")
+{
+    for (const double sign : {1.0, -1.0})
+    {
+        CheckNoise({.position = {3.0, 0.0, 0.0}, .scale = 0.004, .amplitude = sign}, {64, 64});
+        CheckNoise({.position = {1.0, -2.0, 1.0}, .scale = 0.003, .amplitude = sign, .rotation = 1.0}, {64, 64});
+    }
+}
+
 TEST_CASE("Noise shows exactly the offset at the origin of the field")
 {
     OperatorRunner<Noise> runner;

@@ -15,7 +15,6 @@
 // What operators put out when the GPU can't give them what they ask for.
 
 using namespace Varkle;
-using namespace Varkle::Testing;
 
 namespace
 {
@@ -122,7 +121,6 @@ TEST_CASE("An operator that the GPU refuses something keeps what it put out, wha
         Operator* const op = bench.MakeConnected(info.type);
         if (op->GetOutputs().empty() || !op->GetOutputs()[0]->IsActive())
             continue;
-        const void* const first = Identify(*op->GetOutputs()[0]);
         for (const GpuRequest request :
              {GpuRequest::Texture, GpuRequest::Buffer, GpuRequest::BindGroup, GpuRequest::Pass})
             refused += RefuseEach(request, bench.graph, *op);

@@ -3,6 +3,8 @@
 #include "support/LogRecorder.h"
 #include "support/OperatorRunner.h"
 
+#include <cmath>
+
 using namespace Varkle;
 using namespace Varkle::Testing;
 
@@ -39,6 +41,15 @@ TEST_CASE("Color cuts off what lies outside 0 to 1")
     OperatorRunner<ColorOperator> runner;
     runner.Parameter<ColorParameter>("Color").SetValue({1.5, -0.2, 0.4, 2.0});
     CHECK(Near(At(runner.Run(), 3, 3), {255, 0, 102, 255}));
+}
+
+TEST_CASE("A Color that is not finite becomes the nearest that can be drawn")
+{
+    const LogRecorder heard;
+    OperatorRunner<ColorOperator> runner;
+    runner.Parameter<ColorParameter>("Color").SetValue({1e300, std::nan(""), -1e300, 1.0});
+    CHECK(At(runner.Run(), 3, 3) == Rgba8{255, 0, 0, 255});
+    CHECK(heard.lines.empty());
 }
 
 TEST_CASE("Color keeps the first channels in narrow texture types")

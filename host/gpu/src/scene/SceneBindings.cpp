@@ -201,7 +201,7 @@ std::uint32_t SceneBindings::GetMaterialOffset(std::size_t material) const
     return std::uint32_t(material * materials.GetBlockSize());
 }
 
-wgpu::Buffer SceneBindings::GetMissingAttributes()
+const Buffer& SceneBindings::GetMissingAttributes()
 {
     if (!missing)
     {
@@ -209,7 +209,7 @@ wgpu::Buffer SceneBindings::GetMissingAttributes()
         missing = Buffer(sizeof(values), wgpu::BufferUsage::Vertex | wgpu::BufferUsage::CopyDst, false);
         missing.Upload(values.data(), sizeof(values), 0);
     }
-    return missing.GetBufferHandle();
+    return missing;
 }
 
 std::uint64_t SceneBindings::GetMissingOffset(std::size_t attribute)

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Varkle/Gpu/Buffer.h"
+#include "Varkle/Gpu/Scene.h"
 #include "Varkle/Gpu/UniformBuffer.h"
 #include "scene/MipTextures.h"
-#include "scene/SceneCamera.h"
 #include "scene/SceneContent.h"
 #include "scene/StudioLight.h"
 
@@ -34,7 +34,7 @@ public:
     std::uint32_t GetMaterialOffset(std::size_t material) const;
 
     /// Returns the buffer that stands for attributes which a mesh lacks, and where in it; 16 bytes.
-    wgpu::Buffer GetMissingAttributes();
+    const Buffer& GetMissingAttributes();
     static std::uint64_t GetMissingOffset(std::size_t attribute);
 
 private:

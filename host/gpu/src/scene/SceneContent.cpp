@@ -60,11 +60,9 @@ bool IsStrip(wgpu::PrimitiveTopology topology)
 class Collector
 {
 public:
-    explicit Collector(MeshBoundsCache& boundsCache) : cache(boundsCache) {}
-
     void Add(const Mesh& mesh, const glm::mat4& toScene)
     {
-        if (!IsFinite(toScene) || IsFull())
+        if (!IsFinite(toScene) || instances.size() >= maxNodes)
             return;
         const std::uint32_t index = FindMesh(mesh);
         if (content.meshes[index].count == 0)
@@ -75,8 +73,6 @@ public:
         instance.draw.pipeline = FindPipeline(instance.draw, IsMirrored(toScene), wgpu::CullMode::Back);
         instances.push_back(instance);
     }
-
-    bool IsFull() const { return instances.size() >= maxNodes; }
 
     SceneContent Finish()
     {
@@ -108,10 +104,7 @@ private:
     {
         const auto [found, isNew] = meshes.emplace(&mesh.GetAttributes(), std::uint32_t(content.meshes.size()));
         if (isNew)
-        {
             content.meshes.push_back(DescribeMesh(mesh));
-            meshBounds.push_back(cache.Get(mesh));
-        }
         return found->second;
     }
 
@@ -132,7 +125,7 @@ private:
         key.shading = material.shading;
         key.textured = material.IsTextured();
         // Colors of an unlit material's vertices may have an alpha, too.
-        const bool hasColors = mesh.attributes.back() != nullptr;
+        const bool hasColors = bool(mesh.attributes.back());
         key.opaque = !material.blends && !(hasColors && material.shading == ScenePipelineKey::Shading::Unlit);
         key.writesDepth = material.writesDepth;
         key.mirrored = mirrored;
@@ -152,7 +145,6 @@ private:
         draw.firstInstance = std::uint32_t(content.transforms.size());
         draw.instanceCount = 1;
         content.transforms.push_back(instance.toScene);
-        content.bounds.push_back({meshBounds[draw.mesh], instance.toScene});
         if (Blends(draw))
             return AppendBlend(draw);
         if (!content.opaque.empty())
@@ -176,11 +168,9 @@ private:
         content.blends.push_back(blend);
     }
 
-    MeshBoundsCache& cache;
     SceneContent content;
     std::vector<Instance> instances;
-    std::vector<std::shared_ptr<const MeshBounds>> meshBounds; // by mesh
-    std::unordered_map<const void*, std::uint32_t> meshes;     // by their list of attributes, which is theirs alone
+    std::unordered_map<const void*, std::uint32_t> meshes; // by their list of attributes, which is theirs alone
     std::unordered_map<const Material*, std::uint32_t> materials;
     std::map<ScenePipelineKey, std::uint32_t> pipelines;
 };
@@ -199,7 +189,7 @@ SceneMesh DescribeMesh(const Mesh& mesh)
         const Attribute* const attribute = FindUsable(mesh, sceneAttributes[i].name, positions->GetVertexCount());
         if (!attribute)
             continue;
-        scene.attributes[i] = attribute->GetBuffer().GetBufferHandle();
+        scene.attributes[i] = attribute->GetBuffer();
         scene.formats[i] = attribute->GetFormat();
     }
     scene.count = positions->GetVertexCount();
@@ -210,46 +200,45 @@ SceneMesh DescribeMesh(const Mesh& mesh)
         scene.topology = connectivity->GetTopology();
     const bool isShort = connectivity->GetIndexFormat() == wgpu::IndexFormat::Uint16;
     scene.indexFormat = isShort ? wgpu::IndexFormat::Uint16 : wgpu::IndexFormat::Uint32;
-    scene.indices = connectivity->GetBuffer().GetBufferHandle();
+    scene.indices = connectivity->GetBuffer();
     scene.count = BufferAccess::IsCurrent(connectivity->GetBuffer()) ? connectivity->GetIndexCount() : 0;
     return scene;
 }
 
-SceneContent MakeSceneContent(const Mesh& mesh, MeshBoundsCache& bounds)
-{
-    Collector collector(bounds);
-    collector.Add(mesh, glm::mat4(1.0f));
-    return collector.Finish();
-}
-
 // With a list instead of calls that call themselves: trees may be deeper than the stack.
-SceneContent MakeSceneContent(const Model& model, MeshBoundsCache& bounds)
+void AppendMeshes(const Model& model, const glm::mat4& toScene, std::vector<PlacedMesh>& list)
 {
     struct Visit
     {
         const ModelNode* node;
         glm::mat4 toScene; // of the parent
     };
-    Collector collector(bounds);
     std::vector<Visit> open;
     if (model.GetRootNode())
-        open.push_back({model.GetRootNode(), glm::mat4(1.0f)});
+        open.push_back({model.GetRootNode(), toScene});
     std::size_t visited = 0;
-    while (!open.empty() && visited < maxNodes && !collector.IsFull())
+    while (!open.empty() && visited < maxNodes && list.size() < maxNodes)
     {
         ++visited;
         const Visit visit = open.back();
         open.pop_back();
-        const glm::mat4 toScene = visit.toScene * visit.node->GetTransform();
+        const glm::mat4 place = visit.toScene * visit.node->GetTransform();
         for (const MeshInstance& instance : visit.node->GetMeshInstances())
-            collector.Add(instance.GetMesh(), toScene);
+            list.push_back({instance.GetMesh(), place});
         const auto& children = visit.node->GetChildren();
         for (auto child = children.rbegin(); child != children.rend(); ++child)
-            open.push_back({child->get(), toScene});
+            open.push_back({child->get(), place});
     }
-    if (!open.empty() || collector.IsFull())
+    if (!open.empty() || list.size() >= maxNodes)
         LogWarning("A model has more than " + std::to_string(maxNodes) +
                    " nodes or meshes; the picture shows only these.");
+}
+
+SceneContent MakeSceneContent(const std::vector<PlacedMesh>& things)
+{
+    Collector collector;
+    for (const PlacedMesh& thing : things)
+        collector.Add(thing.mesh, thing.toScene);
     return collector.Finish();
 }
 

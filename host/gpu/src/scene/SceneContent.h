@@ -17,10 +17,10 @@ namespace Varkle
 /// Is a mesh as the scene's pipelines draw it.
 struct SceneMesh
 {
-    Mesh mesh;                                                   ///< keeps the buffers
-    std::array<wgpu::Buffer, sceneAttributes.size()> attributes; ///< null for what it lacks
+    Mesh mesh;                                             ///< keeps the buffers
+    std::array<Buffer, sceneAttributes.size()> attributes; ///< empty for what it lacks
     std::array<wgpu::VertexFormat, sceneAttributes.size()> formats{};
-    wgpu::Buffer indices; ///< null when the vertices are taken in their order
+    Buffer indices; ///< empty when the vertices are taken in their order
     wgpu::IndexFormat indexFormat = wgpu::IndexFormat::Undefined;
     wgpu::PrimitiveTopology topology = wgpu::PrimitiveTopology::TriangleList;
     std::uint32_t count = 0; ///< of indices or vertices; 0 when there is nothing to draw
@@ -56,14 +56,23 @@ struct SceneContent
     std::vector<SceneMaterial> materials;
     std::vector<ScenePipelineKey> pipelines;
     std::vector<SceneDraw> opaque;
-    std::vector<SceneBlend> blends; ///< in the order of the nodes
-    /// By instance.
-    std::vector<glm::mat4> transforms;
-    std::vector<PlacedBounds> bounds;
+    std::vector<SceneBlend> blends;    ///< in the order of the nodes
+    std::vector<glm::mat4> transforms; ///< by instance
+    /// By mesh; none before somebody measured them.
+    std::vector<std::shared_ptr<const MeshBounds>> meshBounds;
 };
 
-/// Collects what there is to draw. Bounds come from the cache.
-SceneContent MakeSceneContent(const Mesh& mesh, MeshBoundsCache& bounds);
-SceneContent MakeSceneContent(const Model& model, MeshBoundsCache& bounds);
+/// Is a mesh at a place of the scene.
+struct PlacedMesh
+{
+    Mesh mesh;
+    glm::mat4 toScene{1.0f};
+};
+
+/// Lists the meshes of a model at the places that its nodes say, behind what is listed already.
+void AppendMeshes(const Model& model, const glm::mat4& toScene, std::vector<PlacedMesh>& list);
+
+/// Collects what there is to draw.
+SceneContent MakeSceneContent(const std::vector<PlacedMesh>& things);
 
 } // namespace Varkle

@@ -2,7 +2,6 @@
 
 #include "Varkle/Gpu/FrameBuffer.h"
 #include "scene/SceneBindings.h"
-#include "scene/SceneCamera.h"
 #include "scene/SceneContent.h"
 #include "scene/StudioLight.h"
 
@@ -18,7 +17,8 @@ struct ScenePicture
     const SceneCamera& camera;
     const StudioLight& light;
     glm::vec4 background; ///< from 0 to 1, not premultiplied
-    Texture target;       ///< RGBA8Unorm for an opaque background, RGBA16Float for what comes out premultiplied
+    const FrameBuffer&
+        target; ///< of one colour target, which gets premultiplied colors, with the scene's depth and samples
 };
 
 /// Draws a picture in one pass. Returns false, with the reason in the log, when the GPU can't.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Varkle/Gpu/Mesh.h"
+#include "Varkle/Gpu/Pipeline.h"
 #include "Varkle/Gpu/Shader.h"
 
 #include <array>
@@ -55,9 +56,8 @@ struct ScenePipelineKey
     bool operator<(const ScenePipelineKey& other) const { return Tie() < other.Tie(); }
 };
 
-/// Returns the pipeline of a key, made at the first use and kept for the process. Null when the GPU refuses it, which
-/// is logged the first time.
-wgpu::RenderPipeline GetScenePipeline(const ScenePipelineKey& key);
+/// Returns the pipeline of a key, kept for the process.
+RenderPipeline GetScenePipeline(const ScenePipelineKey& key);
 
 /// Returns the scene's shader, after which uniform buffers are laid out.
 Shader GetSceneShader();

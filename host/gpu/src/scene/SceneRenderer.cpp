@@ -1,17 +1,8 @@
 #include "Varkle/Gpu/SceneRenderer.h"
 
-#include "Varkle/Gpu/BindGroupBuilder.h"
-#include "Varkle/Gpu/FrameBuffer.h"
 #include "Varkle/Gpu/PassRecorder.h"
 #include "device/GpuInternals.h"
-#include "scene/SceneFraming.h"
-#include "scene/ScenePass.h"
 #include "scene/SceneSphere.h"
-#include "shader/BuiltInShaders.h"
-#include "texture/TextureStorage.h"
-
-#include <glm/common.hpp>
-#include <utility>
 
 namespace Varkle
 {
@@ -20,43 +11,6 @@ namespace
 {
 
 const FrameBufferFormat pictureFormat{.colorFormats = {wgpu::TextureFormat::RGBA8Unorm}};
-// Of colors that will be divided by alpha: 8 bits would not do.
-constexpr wgpu::TextureFormat premultipliedFormat = wgpu::TextureFormat::RGBA16Float;
-
-glm::vec4 Sanitize(const glm::vec4& color)
-{
-    // Not a number compares with nothing: it becomes 0.
-    return glm::min(glm::max(glm::vec4(0.0f), color), glm::vec4(1.0f));
-}
-
-/// Divides colors by their alpha.
-class Straightener
-{
-public:
-    void Draw(const Texture& premultiplied, const FrameBuffer& target)
-    {
-        if (!pipeline)
-            pipeline = RenderPipelineBuilder()
-                           .SetShader(GetBuiltInShader("scene/Straighten.wgsl"))
-                           .SetFrameBufferFormat(pictureFormat)
-                           .Build();
-        const TextureView view(premultiplied, {.filter = wgpu::FilterMode::Nearest});
-        if (source.Get() != view.GetTextureViewHandle().Get())
-            group = BindGroupBuilder(pipeline, 0).AddTextureView(0, 1, view).Build();
-        source = view.GetTextureViewHandle();
-        RenderPassRecorder()
-            .BindFrameBuffer(target)
-            .BindPipeline(pipeline)
-            .BindBindGroup(0, group)
-            .Draw(3, 1, 0, 0)
-            .Submit();
-    }
-
-private:
-    RenderPipeline pipeline;
-    wgpu::BindGroup group;
-    wgpu::TextureView source; // what the group shows: the pool hands out the same texture, as a rule
-};
 
 } // namespace
 
@@ -64,59 +18,41 @@ struct SceneRenderer::State
 {
     explicit State(unsigned long deviceGeneration) : generation(deviceGeneration) {}
 
-    void SetContent(const void* newIdentity, SceneContent newContent, const Model& newModel = {})
+    template<class Thing>
+    void Show(const void* newIdentity, const Thing& thing)
     {
         identity = newIdentity;
-        model = newModel;
-        content = std::move(newContent);
-        bindings.SetContent(content);
-        framing.SetContent(content.bounds);
+        model = {};
+        scene.Clear();
+        scene.Add(thing);
     }
 
     Texture Draw(const SceneView& view);
-    bool DrawContent(const SceneView& view, const FrameBuffer& target, const glm::vec4& background);
 
     unsigned long generation;
     Mesh sphere; // of radius 1, for materials
-    // What was shown last, and an address that stays its own as long as it is kept: by the content or the model.
+    // What was shown last, by an address that stays its own as long as that is kept: by the scene or here.
     const void* identity = nullptr;
     Model model;
-    SceneContent content;
+    Scene scene;
     SceneFraming framing;
-    SceneBindings bindings;
-    Straightener straightener;
     std::optional<SceneFocus> focus; // of the last picture
 };
 
 Texture SceneRenderer::State::Draw(const SceneView& view)
 {
     const FrameBuffer target = AllocateFrameBuffer(view.size, pictureFormat);
-    Texture picture = target.GetColorTarget(0);
-    if (!picture)
+    if (!target.GetColorTarget(0))
         return {}; // logged
-    bindings.Age();
-    const glm::vec4 background = Sanitize(view.background);
     // Also with a focus of its own: things that blend are sorted by their bounds.
-    const std::optional<SceneFocus> found = framing.Find(view.mayWait);
+    const std::optional<SceneFocus> found = framing.Find(scene, view.mayWait);
     focus = view.focus ? view.focus : found;
-    if (focus && !content.transforms.empty())
-        return DrawContent(view, target, background) ? picture : Texture();
-    RenderPassRecorder().BindFrameBuffer(target).ClearColorBuffer(background).Submit();
-    return picture;
-}
-
-bool SceneRenderer::State::DrawContent(const SceneView& view, const FrameBuffer& target, const glm::vec4& background)
-{
+    scene.SetLight(view.light);
     const glm::ivec2 size(target.GetWidth(), target.GetHeight());
-    const SceneCamera camera = MakeSceneCamera(view, *focus, size);
-    ScenePicture picture{content, camera, GetStudioLight(view.light), background, target.GetColorTarget(0)};
-    if (background.a >= 1.0f)
-        return DrawScene(picture, bindings);
-    picture.target = TextureAccess::Allocate(size, premultipliedFormat, 1);
-    if (!picture.target || !DrawScene(picture, bindings))
-        return false;
-    straightener.Draw(picture.target, target);
-    return true;
+    const bool isDrawn =
+        focus ? scene.Draw(target, OrbitAround(*focus, view.yaw, view.pitch, view.distance, size), view.background)
+              : Scene().Draw(target, {}, view.background);
+    return isDrawn ? target.GetColorTarget(0) : Texture();
 }
 
 SceneRenderer::SceneRenderer() = default;
@@ -140,7 +76,7 @@ Texture SceneRenderer::Render(const Mesh& mesh, const SceneView& view)
         return {};
     const void* const identity = &mesh.GetAttributes(); // each mesh has a list of its own
     if (state->identity != identity)
-        state->SetContent(identity, MakeSceneContent(mesh, state->framing.GetCache()));
+        state->Show(identity, mesh);
     return state->Draw(view);
 }
 
@@ -150,7 +86,8 @@ Texture SceneRenderer::Render(const Model& model, const SceneView& view)
         return {};
     const void* const identity = model.GetRootNode();
     if (state->identity != identity || !identity)
-        state->SetContent(identity, MakeSceneContent(model, state->framing.GetCache()), model);
+        state->Show(identity, model);
+    state->model = model;
     return state->Draw(view);
 }
 
@@ -162,10 +99,7 @@ Texture SceneRenderer::Render(const std::shared_ptr<Material>& material, const S
         state->sphere = MakeSceneSphere();
     const void* const identity = material.get();
     if (state->identity != identity || !identity)
-    {
-        const Mesh shown = material ? state->sphere.SetMaterial(material) : Mesh();
-        state->SetContent(identity, MakeSceneContent(shown, state->framing.GetCache()));
-    }
+        state->Show(identity, material ? state->sphere.SetMaterial(material) : Mesh());
     return state->Draw(view);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Varkle/Gpu/SceneRenderer.h"
+#include "Varkle/Gpu/Scene.h"
 
 #include <array>
 #include <glm/mat4x4.hpp>

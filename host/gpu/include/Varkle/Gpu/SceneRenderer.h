@@ -4,10 +4,10 @@
 #include "Varkle/Gpu/Material.h"
 #include "Varkle/Gpu/Mesh.h"
 #include "Varkle/Gpu/Model.h"
+#include "Varkle/Gpu/Scene.h"
 #include "Varkle/Gpu/Texture.h"
 
 #include <glm/vec2.hpp>
-#include <glm/vec3.hpp>
 #include <glm/vec4.hpp>
 #include <memory>
 #include <optional>
@@ -15,29 +15,11 @@
 namespace Varkle
 {
 
-/// Names the light in which things are shown.
-enum class SceneLight
-{
-    /// A photographer's studio: a large soft box above and to the left of the camera, a weaker one to the right, strips
-    /// behind, over a gradient. It stands around the camera and turns with its yaw, as if the thing turned on a table.
-    Studio,
-    /// White light of strength 1 from everywhere: a surface shows how much of it it returns.
-    Even,
-};
-
-/// Is a sphere around what is looked at, in scene units.
-struct SceneFocus
-{
-    glm::vec3 center{0.0f};
-    float radius = 1.0f;
-
-    bool operator==(const SceneFocus&) const = default;
-};
-
 /// Says how something is looked at. Right-handed, Y up; at yaw and pitch 0 the camera looks along -Z.
 struct SceneView
 {
-    /// The size of the picture in pixels. One that can't be made becomes the nearest that can, with a warning.
+    /// The size of the picture in pixels. One that can't be made becomes the nearest that can, with a warning. At most
+    /// 2^26 pixels are drawn (Scene::Draw).
     glm::ivec2 size{1024, 1024};
     /// Turns the camera around +Y, in degrees: 90 looks from +X.
     float yaw = 30.0f;
@@ -58,20 +40,8 @@ struct SceneView
     bool mayWait = true;
 };
 
-/// Draws meshes, models and materials in good light: the pictures of an editor's viewport and of files.
-///
-/// Materials are shaded after glTF 2.0 (metallic-roughness), tone mapped with Khronos PBR Neutral and anti-aliased with
-/// four samples a pixel. Opaque and masked things come first, then what blends, from back to front by the centers of
-/// the meshes. Back faces are culled unless the material is double-sided. Colors of an UnlitMaterial come out as they
-/// are: sRGB-encoded base color times sRGB-encoded texture; alpha blends. Without a material a mesh is a rough, neutral
-/// gray.
-///
-/// Of a mesh the attributes of Varkle::Attributes are used, except TexCoord1: Color0, which is linear as in glTF,
-/// multiplies the base color (that of an UnlitMaterial after it was sRGB-encoded itself), without Normal the surface is
-/// shaded flat (lines and points without light), without Tangent the normal texture's frame comes from TexCoord0. Any
-/// format of floats or normalized integers will do whose element is a multiple of 4 bytes; others, and attributes with
-/// fewer vertices than Position, count as missing. A mesh without positions or vertices draws nothing. Vertices that
-/// aren't finite numbers don't take part in the framing.
+/// Draws a mesh, a model or a material into a picture of its own, framed: the pictures of an editor's viewport and of
+/// files. It is a Scene with one thing and a SceneFraming for it.
 ///
 /// A renderer keeps what it needs for the next picture of the same things, and the mesh, model or material that it
 /// showed last: have one for each view that goes on. Drawing the same things again creates nothing on the GPU. What

@@ -2,6 +2,7 @@
 
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Operator.h"
+#include "Varkle/Gpu/NoStart.h"
 #include "buffer/BufferPool.h"
 #include "buffer/PendingCopies.h"
 #include "device/Adapters.h"
@@ -208,6 +209,8 @@ Status CreateDevice(const Adapter& adapter)
     return Ok();
 }
 
+int startsForbidden = 0; // objects of NoStart that live
+
 } // namespace
 
 namespace Graphics
@@ -227,10 +230,20 @@ Status Start(const std::string& adapter)
     return CreateDevice(*chosen);
 }
 
+NoStart::NoStart()
+{
+    ++startsForbidden;
+}
+
+NoStart::~NoStart()
+{
+    --startsForbidden;
+}
+
 wgpu::Device GetDevice()
 {
     State& state = Get();
-    if (state.device || state.startFailed)
+    if (state.device || state.startFailed || startsForbidden > 0)
         return state.device;
     const Status status = Start();
     if (!status)

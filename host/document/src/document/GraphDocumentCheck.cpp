@@ -2,14 +2,20 @@
 #include "Varkle/Core/TypeLibrary.h"
 #include "Varkle/Document/GraphDocument.h"
 #include "Varkle/Document/Json.h"
+#include "document/DocumentCheck.h"
+#include "document/DocumentTree.h"
+#include "session/BuildErrors.h"
 #include "value/ParameterValue.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <unordered_map>
+#include <iterator>
+#include <numeric>
+#include <unordered_set>
+#include <utility>
 
-// Checks a document by what the operators' documents declare: no operator is made and no GPU is needed.
+// Checks a document: first by what the operators' documents declare, then, where that is fine, by making the operators
+// and setting them up without running them. No GPU is needed.
 
 namespace Varkle
 {
@@ -18,13 +24,6 @@ namespace
 {
 
 constexpr double newestVersion = 1;
-
-bool IsKey(const std::string& text)
-{
-    const auto allowed = [](unsigned char c)
-    { return c < 128 && (std::isalnum(c) != 0 || c == '_' || c == '-' || c == '.'); };
-    return !text.empty() && std::ranges::all_of(text, allowed);
-}
 
 const OperatorInfo::Entry* FindEntry(const std::vector<OperatorInfo::Entry>& entries, std::string_view name)
 {
@@ -52,52 +51,33 @@ std::vector<std::string> BundleListNames(const OperatorInfo& info)
     return names;
 }
 
+std::vector<std::size_t> AllPlaces(const GraphDocument& document)
+{
+    std::vector<std::size_t> all(GetOperators(document.GetRoot()).size());
+    std::iota(all.begin(), all.end(), std::size_t(0));
+    return all;
+}
+
 class Checker
 {
 public:
-    Checker(const JsonValue& documentRoot, const std::string& fileName) : root(documentRoot), file(fileName) {}
+    explicit Checker(const GraphDocument& checked) : document(checked), root(checked.GetRoot()) {}
 
-    std::vector<DocumentError> Run()
+    // Finds what is wrong with all of the document.
+    void CheckAll()
     {
         if (root.kind != JsonKind::Object)
         {
             Add(root.at, "a graph document is an object with the members \"format\", \"version\" and \"operators\"");
-            return std::move(errors);
+            return;
         }
         CheckHead();
-        if (const JsonValue* const list = root.Find("operators"))
-            CheckOperators(*list);
-        std::ranges::stable_sort(errors, {}, [](const DocumentError& e) { return std::pair(e.line, e.column); });
-        return std::move(errors);
-    }
-
-private:
-    struct Node
-    {
-        const JsonValue* json = nullptr;
-        const OperatorInfo* info = nullptr; // null when the type is unknown
-        std::string key;
-        std::vector<std::pair<std::size_t, SourcePosition>> sources; // nodes that feed this one, and where it is said
-    };
-
-    void Add(SourcePosition at, std::string message)
-    {
-        errors.push_back({file, at.line, at.column, std::move(message)});
-    }
-
-    void AddFor(const Node& node, SourcePosition at, const std::string& message) { Add(at, Where(node) + message); }
-
-    // Says whose fault it is; the position has to do for an operator without a key.
-    static std::string Where(const Node& node) { return node.key.empty() ? "" : "operator " + Quoted(node.key) + ": "; }
-
-    // Reports the members of an object that are not among the known ones; names that start with "x-" are anybody's.
-    void CheckMembers(const JsonValue& object, const std::vector<std::string>& known, const std::string& where)
-    {
-        for (const JsonMember& member : object.members)
-        {
-            if (!member.name.starts_with("x-") && std::ranges::find(known, member.name) == known.end())
-                Add(member.at, where + "there is no member " + Quoted(member.name) + Suggestion(member.name, known));
-        }
+        const JsonValue* const list = root.Find("operators");
+        if (list && list->kind != JsonKind::Array)
+            Add(list->at, "\"operators\" must be an array");
+        const std::vector<std::size_t> all = AllPlaces(document);
+        CheckOperators(all);
+        CheckCycles(all);
     }
 
     void CheckHead()
@@ -119,70 +99,172 @@ private:
             Add(version->at, "\"version\" must be 1");
 
         const JsonValue* const rate = root.Find("frameRate");
-        if (rate && (rate->kind != JsonKind::Number || !(rate->number > 0)))
-            Add(rate->at, "\"frameRate\" must be a number of frames per second above 0");
+        if (rate && rate->kind != JsonKind::Number)
+            Add(rate->at, "\"frameRate\" must be a number of frames per second from " +
+                              FormatNumber(GraphDocument::LeastFrameRate) + " to " +
+                              FormatNumber(GraphDocument::MostFrameRate));
+        else if (rate &&
+                 !(rate->number >= GraphDocument::LeastFrameRate && rate->number <= GraphDocument::MostFrameRate))
+            Add(rate->at, "\"frameRate\" must be a number of frames per second from " +
+                              FormatNumber(GraphDocument::LeastFrameRate) + " to " +
+                              FormatNumber(GraphDocument::MostFrameRate) + ", not " + rate->text);
     }
 
-    void CheckOperators(const JsonValue& list)
+    void CheckOperators(const std::vector<std::size_t>& places)
     {
-        if (list.kind != JsonKind::Array)
-        {
-            Add(list.at, "\"operators\" must be an array");
-            return;
-        }
-        for (const JsonValue& json : list.elements)
-            ReadNode(json);
-        for (std::size_t i = 0; i < nodes.size(); ++i)
-        {
-            CheckInputs(i);
-            CheckParameters(nodes[i]);
-            CheckBundles(nodes[i]);
-        }
-        CheckCycles();
+        for (const std::size_t place : places)
+            CheckOperator(NodeAt(place));
     }
 
-    // Reads an operator's own members and remembers it by its key.
-    void ReadNode(const JsonValue& json)
+    // Walks from operators to what feeds them, without recursion: documents may be chains of thousands.
+    void CheckCycles(const std::vector<std::size_t>& starts)
     {
-        if (json.kind != JsonKind::Object)
+        enum class Mark : std::uint8_t
         {
-            Add(json.at, "an operator must be an object with at least \"key\" and \"type\"");
+            New,
+            Open,
+            Done
+        };
+        std::vector<Mark> marks(GetOperators(root).size(), Mark::New);
+        std::vector<Step> path;
+        const auto enter = [&](std::size_t node)
+        {
+            marks[node] = Mark::Open;
+            path.push_back({node, 0, FindSources(node)});
+        };
+        for (const std::size_t start : starts)
+        {
+            if (marks[start] != Mark::New)
+                continue;
+            enter(start);
+            while (!path.empty())
+            {
+                Step& step = path.back();
+                if (step.nextSource == step.sources.size())
+                {
+                    marks[step.node] = Mark::Done;
+                    path.pop_back();
+                    continue;
+                }
+                const auto [source, at] = step.sources[step.nextSource++];
+                if (marks[source] == Mark::Open)
+                    ReportCycle(step.node, source, at, path);
+                else if (marks[source] == Mark::New)
+                    enter(source);
+            }
+        }
+    }
+
+    // Finds what only the operators themselves know, of those in which nothing else is wrong.
+    void CheckBuilt(const std::vector<std::size_t>& places)
+    {
+        std::vector<std::size_t> good;
+        std::ranges::copy_if(places, std::back_inserter(good),
+                             [this](std::size_t place) { return !faulty.contains(place); });
+        if (!good.empty())
+            std::ranges::move(FindBuildErrors(TakePart(document, good)), std::back_inserter(errors));
+    }
+
+    std::vector<DocumentError> TakeErrors()
+    {
+        std::ranges::stable_sort(errors, {}, [](const DocumentError& e) { return std::pair(e.line, e.column); });
+        return std::move(errors);
+    }
+
+private:
+    struct Node
+    {
+        std::size_t place = 0; // in the list
+        const JsonValue* json = nullptr;
+        const OperatorInfo* info = nullptr; // null when the type is unknown
+        std::string key;
+    };
+
+    // An operator that feeds another one, and where the document says so.
+    using Source = std::pair<std::size_t, SourcePosition>;
+
+    struct Step
+    {
+        std::size_t node;
+        std::size_t nextSource;
+        std::vector<Source> sources;
+    };
+
+    Node NodeAt(std::size_t place) const
+    {
+        const JsonValue& json = GetOperators(root)[place];
+        return {place, &json, FindInfo(json), GetText(json, "key")};
+    }
+
+    void Add(SourcePosition at, std::string message)
+    {
+        errors.push_back({document.GetName(), at.line, at.column, std::move(message)});
+    }
+
+    void AddFor(const Node& node, SourcePosition at, const std::string& message)
+    {
+        faulty.insert(node.place);
+        Add(at, Where(node) + message);
+    }
+
+    // Says whose fault it is; the position has to do for an operator without a key.
+    static std::string Where(const Node& node) { return node.key.empty() ? "" : "operator " + Quoted(node.key) + ": "; }
+
+    // Reports the members of an object that are not among the known ones; names that start with "x-" are anybody's.
+    void CheckMembers(const JsonValue& object, const std::vector<std::string>& known, const std::string& where)
+    {
+        for (const JsonMember& member : object.members)
+        {
+            if (!member.name.starts_with("x-") && std::ranges::find(known, member.name) == known.end())
+                Add(member.at, where + "there is no member " + Quoted(member.name) + Suggestion(member.name, known));
+        }
+    }
+
+    void CheckOperator(const Node& node)
+    {
+        if (node.json->kind != JsonKind::Object)
+        {
+            AddFor(node, node.json->at, "an operator must be an object with at least \"key\" and \"type\"");
             return;
         }
-        Node node;
-        node.json = &json;
-        ReadKey(node);
-        CheckMembers(json, {"key", "type", "parameters", "inputs", "bundles", "position"}, Where(node));
-        ReadType(node);
+        CheckKey(node);
+        const std::size_t before = errors.size();
+        CheckMembers(*node.json, {"key", "type", "parameters", "inputs", "bundles", "position"}, Where(node));
+        if (errors.size() > before)
+            faulty.insert(node.place);
+        CheckType(node);
         CheckPosition(node);
-        nodes.push_back(std::move(node));
+        CheckInputs(node);
+        CheckParameters(node);
+        CheckBundles(node);
     }
 
-    void ReadKey(Node& node)
+    void CheckKey(const Node& node)
     {
         const JsonValue* const key = node.json->Find("key");
         if (!key)
         {
-            Add(node.json->at, "the operator has no \"key\"");
+            AddFor(node, node.json->at, "the operator has no \"key\"");
             return;
         }
         if (key->kind != JsonKind::String)
         {
-            Add(key->at, "\"key\" must be a string");
+            AddFor(node, key->at, "\"key\" must be a string");
             return;
         }
-        node.key = key->text;
         if (!IsKey(node.key))
+        {
+            faulty.insert(node.place);
             Add(key->at, "the key " + Quoted(node.key) + " must consist of letters, digits, \"_\", \"-\" and \".\"");
-        // One that is wrong counts too: whoever refers to it makes no further mistake.
-        const auto [first, isNew] = byKey.emplace(node.key, nodes.size());
-        if (!isNew)
+        }
+        const std::size_t first = document.FindOperator(node.key).value_or(node.place);
+        const int line = GetOperators(root)[first].Find("key")->at.line;
+        if (first != node.place)
             AddFor(node, key->at,
-                   "the key is used already in line " +
-                       std::to_string(nodes[first->second].json->Find("key")->at.line));
+                   "the key is used already" + (line > 0 ? " in line " + std::to_string(line) : std::string()));
     }
 
-    void ReadType(Node& node)
+    void CheckType(const Node& node)
     {
         const JsonValue* const type = node.json->Find("type");
         if (!type)
@@ -195,7 +277,6 @@ private:
             AddFor(node, type->at, "\"type\" must be a string");
             return;
         }
-        node.info = TypeLibrary::Get().Find(type->text);
         if (node.info)
             return;
         std::vector<std::string> known;
@@ -225,9 +306,8 @@ private:
         return nullptr;
     }
 
-    void CheckInputs(std::size_t index)
+    void CheckInputs(const Node& node)
     {
-        Node& node = nodes[index];
         const JsonValue* const inputs = FindObject(node, "inputs");
         if (!inputs)
             return;
@@ -248,7 +328,8 @@ private:
     }
 
     // Checks the key of the operator that feeds an input.
-    void CheckSource(Node& node, const std::string& input, const OperatorInfo::Entry* entry, const JsonValue& json)
+    void CheckSource(const Node& node, const std::string& input, const OperatorInfo::Entry* entry,
+                     const JsonValue& json)
     {
         if (json.kind == JsonKind::Null)
             return;
@@ -258,23 +339,18 @@ private:
                    "input " + Quoted(input) + " takes the key of an operator, null, or an array of them for a list");
             return;
         }
-        const auto found = byKey.find(json.text);
-        if (found == byKey.end())
+        const std::optional<std::size_t> found = document.FindOperator(json.text);
+        if (!found)
         {
             AddFor(node, json.at,
                    "input " + Quoted(input) + ": there is no operator " + Quoted(json.text) + SuggestKey(json.text));
             return;
         }
-        const Node& source = nodes[found->second];
-        node.sources.emplace_back(found->second, json.at);
+        const Node source = NodeAt(*found);
         if (!source.info || !entry)
             return;
-        if (source.info->outputs.empty())
-            AddFor(node, json.at, "input " + Quoted(input) + ": the operator " + Quoted(source.key) + " has no output");
-        else if (source.info->outputs[0].type != entry->type)
-            AddFor(node, json.at,
-                   "input " + Quoted(input) + " takes a " + entry->type + ", but " + Quoted(source.key) + " gives a " +
-                       source.info->outputs[0].type);
+        if (const std::string problem = FindTypeProblem(*source.info, source.key, *entry); !problem.empty())
+            AddFor(node, json.at, problem);
     }
 
     // Looking through all keys is only worth it while the mistakes are few.
@@ -284,8 +360,8 @@ private:
         if (errors.size() >= most)
             return {};
         std::vector<std::string> keys;
-        for (const Node& node : nodes)
-            keys.push_back(node.key);
+        for (const JsonValue& op : GetOperators(root))
+            keys.push_back(GetText(op, "key"));
         return Suggestion(key, keys);
     }
 
@@ -333,7 +409,7 @@ private:
             return;
         }
         const std::optional<ParameterValue> value = ReadParameterValue(*type, json, report);
-        if (value && *type == ParameterType::Reference && !value->text.empty() && !byKey.contains(value->text))
+        if (value && *type == ParameterType::Reference && !value->text.empty() && !document.FindOperator(value->text))
             report(json.at,
                    "refers to " + Quoted(value->text) + ", but there is no such operator" + SuggestKey(value->text));
     }
@@ -376,82 +452,84 @@ private:
         }
     }
 
-    // Walks from each operator to what feeds it, without recursion: documents may be chains of thousands.
-    void CheckCycles()
+    std::vector<Source> FindSources(std::size_t place) const
     {
-        enum class Mark : std::uint8_t
-        {
-            New,
-            Open,
-            Done
-        };
-        std::vector<Mark> marks(nodes.size(), Mark::New);
-        struct Step
-        {
-            std::size_t node;
-            std::size_t nextSource;
-        };
-        std::vector<Step> path;
-        for (std::size_t start = 0; start < nodes.size(); ++start)
-        {
-            if (marks[start] != Mark::New)
-                continue;
-            marks[start] = Mark::Open;
-            path.push_back({start, 0});
-            while (!path.empty())
-            {
-                Step& step = path.back();
-                const Node& node = nodes[step.node];
-                if (step.nextSource == node.sources.size())
-                {
-                    marks[step.node] = Mark::Done;
-                    path.pop_back();
-                    continue;
-                }
-                const auto [source, at] = node.sources[step.nextSource++];
-                if (marks[source] == Mark::Open)
-                    ReportCycle(step.node, source, at, path);
-                else if (marks[source] == Mark::New)
-                {
-                    marks[source] = Mark::Open;
-                    path.push_back({source, 0});
-                }
-            }
-        }
+        std::vector<Source> sources;
+        ForEachSource(GetOperators(root)[place],
+                      [&](const JsonValue& key)
+                      {
+                          if (const std::optional<std::size_t> source = document.FindOperator(key.text))
+                              sources.emplace_back(*source, key.at);
+                      });
+        return sources;
     }
 
-    template<class Path>
-    void ReportCycle(std::size_t from, std::size_t to, SourcePosition at, const Path& path)
+    void ReportCycle(std::size_t from, std::size_t to, SourcePosition at, const std::vector<Step>& path)
     {
-        if (from == to)
-        {
-            AddFor(nodes[from], at, "the operator feeds itself: a graph can't have cycles");
-            return;
-        }
         // The path holds the cycle from the source that closes it on, each operator fed by the next one.
-        constexpr std::size_t most = 8;
-        const auto first = std::ranges::find(path, to, [](const auto& step) { return step.node; });
-        const auto length = std::size_t(path.end() - first);
-        std::string ring = Quoted(nodes[to].key);
-        for (std::size_t i = 1; i < std::min(length, most); ++i)
-            ring += " <- " + Quoted(nodes[(first + std::ptrdiff_t(i))->node].key);
-        ring += length > most ? " <- ... <- " : " <- ";
-        ring += Quoted(nodes[to].key);
-        AddFor(nodes[from], at, "a graph can't have cycles: " + ring);
+        std::vector<std::string> ring;
+        for (auto step = std::ranges::find(path, to, &Step::node); step != path.end(); ++step)
+            ring.push_back(NodeAt(step->node).key);
+        AddFor(NodeAt(from), at, DescribeCycle(ring));
     }
 
+    const GraphDocument& document;
     const JsonValue& root;
-    const std::string& file;
-    std::vector<Node> nodes;
-    std::unordered_map<std::string, std::size_t> byKey;
+    std::unordered_set<std::size_t> faulty; // places of operators with errors
     std::vector<DocumentError> errors;
 };
 
 } // namespace
 
+std::string FindTypeProblem(const OperatorInfo& source, const std::string& sourceKey, const OperatorInfo::Entry& input)
+{
+    if (source.outputs.empty())
+        return "input " + Quoted(input.name) + ": the operator " + Quoted(sourceKey) + " has no output";
+    if (source.outputs[0].type == input.type)
+        return {};
+    return "input " + Quoted(input.name) + " takes a " + input.type + ", but " + Quoted(sourceKey) + " gives a " +
+           source.outputs[0].type;
+}
+
+std::string DescribeCycle(const std::vector<std::string>& ring)
+{
+    if (ring.size() == 1)
+        return "the operator feeds itself: a graph can't have cycles";
+    constexpr std::size_t most = 8;
+    std::string text;
+    for (std::size_t i = 0; i < std::min(ring.size(), most); ++i)
+        text += Quoted(ring[i]) + " <- ";
+    if (ring.size() > most)
+        text += "... <- ";
+    return "a graph can't have cycles: " + text + Quoted(ring[0]);
+}
+
 std::vector<DocumentError> GraphDocument::Check() const
 {
-    return Checker(*root, name).Run();
+    Checker checker(*this);
+    checker.CheckAll();
+    checker.CheckBuilt(AllPlaces(*this));
+    return checker.TakeErrors();
+}
+
+std::vector<DocumentError> CheckDeclared(const GraphDocument& document)
+{
+    Checker checker(document);
+    checker.CheckAll();
+    return checker.TakeErrors();
+}
+
+std::vector<DocumentError> CheckPart(const GraphDocument& document, const std::vector<std::size_t>& operators,
+                                     bool cycles, bool head)
+{
+    Checker checker(document);
+    if (head)
+        checker.CheckHead();
+    checker.CheckOperators(operators);
+    if (cycles)
+        checker.CheckCycles(operators);
+    checker.CheckBuilt(operators);
+    return checker.TakeErrors();
 }
 
 } // namespace Varkle

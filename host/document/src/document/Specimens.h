@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Varkle/Core/Operator.h"
+#include "Varkle/Gpu/NoStart.h"
 
 #include <memory>
 #include <unordered_map>
@@ -23,6 +24,7 @@ public:
     }
 
 private:
+    Graphics::NoStart asked;
     std::unordered_map<const ObjectType*, std::unique_ptr<Object>> made;
 };
 

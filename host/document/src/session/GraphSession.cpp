@@ -4,6 +4,7 @@
 #include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Ports.h"
+#include "document/DocumentCheck.h"
 #include "session/GraphSessionState.h"
 #include "session/Inspect.h"
 
@@ -47,13 +48,13 @@ void WaitForBacklog()
         Tasks::RunMainThreadTasks();
 }
 
-GraphSession::State::~State()
+SessionState::~SessionState()
 {
     if (runs)
-        Finish();
+        GraphSession::Finish();
 }
 
-std::string GraphSession::State::UnknownOperator(std::string_view key) const
+std::string SessionState::UnknownOperator(std::string_view key) const
 {
     std::vector<std::string> known;
     for (const std::unique_ptr<Operator>& op : graph.GetOperators())
@@ -66,7 +67,7 @@ Result<GraphSession> GraphSession::Load(const std::string& path)
     std::vector<DocumentError> errors;
     GraphDocument document = GraphDocument::Load(path, errors);
     if (!errors.empty())
-        return Error{JoinErrors(errors)};
+        return Error{JoinErrors(errors), errors[0].machine};
     return Build(std::move(document));
 }
 
@@ -82,18 +83,18 @@ Result<GraphSession> GraphSession::Parse(std::string_view text, const std::strin
 
 Result<GraphSession> GraphSession::Build(GraphDocument document)
 {
-    if (const std::vector<DocumentError> errors = document.Check(); !errors.empty())
+    if (const std::vector<DocumentError> errors = CheckDeclared(document); !errors.empty())
         return Error{JoinErrors(errors)};
     if (const Status started = Graphics::Start(); !started)
         return started.GetError();
-    auto state = std::make_unique<State>(std::move(document));
+    auto state = std::make_unique<SessionState>(std::move(document));
     state->Build();
     if (!state->errors.empty())
         return Error{JoinErrors(state->errors)};
     return GraphSession(std::move(state));
 }
 
-GraphSession::GraphSession(std::unique_ptr<State> built) : state(std::move(built)) {}
+GraphSession::GraphSession(std::unique_ptr<SessionState> built) : state(std::move(built)) {}
 GraphSession::GraphSession(GraphSession&&) noexcept = default;
 GraphSession& GraphSession::operator=(GraphSession&&) noexcept = default;
 GraphSession::~GraphSession() = default;
@@ -151,6 +152,11 @@ bool GraphSession::IsAnimated(std::string_view key) const
 {
     const Operator* const op = state->graph.Find(key);
     return op && state->IsAnimated(*op);
+}
+
+std::vector<MissingFile> GraphSession::FindMissingFiles() const
+{
+    return state->FindMissingFiles();
 }
 
 Texture GraphSession::GetTexture(std::string_view key) const

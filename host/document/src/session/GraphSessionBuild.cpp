@@ -1,6 +1,8 @@
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Text.h"
 #include "Varkle/Core/TypeLibrary.h"
+#include "Varkle/Gpu/NoStart.h"
+#include "session/BuildErrors.h"
 #include "session/GraphSessionState.h"
 
 #include <algorithm>
@@ -13,11 +15,11 @@
 namespace Varkle
 {
 
-void GraphSession::State::Build()
+void SessionState::Build()
 {
     if (!AddOperators())
         return;
-    const JsonValue* const list = document.root->Find("operators");
+    const JsonValue* const list = document.GetRoot().Find("operators");
     for (std::size_t i = 0; i < settings.size(); ++i)
     {
         if (const JsonValue* const inputs = list->elements[i].Find("inputs"))
@@ -40,9 +42,9 @@ void GraphSession::State::Build()
     std::ranges::stable_sort(errors, {}, [](const DocumentError& e) { return std::pair(e.line, e.column); });
 }
 
-bool GraphSession::State::AddOperators()
+bool SessionState::AddOperators()
 {
-    const JsonValue* const list = document.root->Find("operators");
+    const JsonValue* const list = document.GetRoot().Find("operators");
     for (std::size_t i = 0; list && i < list->elements.size(); ++i)
     {
         const JsonValue& json = list->elements[i];
@@ -59,7 +61,7 @@ bool GraphSession::State::AddOperators()
     return errors.empty();
 }
 
-void GraphSession::State::ConnectInput(Operator& op, const JsonMember& input)
+void SessionState::ConnectInput(Operator& op, const JsonMember& input)
 {
     const JsonValue& json = input.value;
     if (DataInputList* const list = op.FindInputList(input.name))
@@ -88,8 +90,8 @@ void GraphSession::State::ConnectInput(Operator& op, const JsonMember& input)
         ConnectFrom(op, input.name, json, [&](DataOutput& output) { return graph.Connect(output, *target); });
 }
 
-void GraphSession::State::ConnectFrom(const Operator& op, const std::string& input, const JsonValue& json,
-                                      const std::function<Status(DataOutput&)>& connect)
+void SessionState::ConnectFrom(const Operator& op, const std::string& input, const JsonValue& json,
+                               const std::function<Status(DataOutput&)>& connect)
 {
     if (json.kind != JsonKind::String)
         return;
@@ -101,7 +103,7 @@ void GraphSession::State::ConnectFrom(const Operator& op, const std::string& inp
         Add(json.at, where + status.GetError().message);
 }
 
-void GraphSession::State::CollectSettings(const JsonValue& json, OperatorSettings& ofOperator)
+void SessionState::CollectSettings(const JsonValue& json, OperatorSettings& ofOperator)
 {
     const auto add = [&](const JsonMember& member, const std::string& list, std::size_t bundle)
     {
@@ -135,7 +137,7 @@ void GraphSession::State::CollectSettings(const JsonValue& json, OperatorSetting
 }
 
 // Reports the first of the parameter maps that are more than there are bundles.
-void GraphSession::State::CheckBundleCounts(const Operator& op, const JsonValue& json)
+void SessionState::CheckBundleCounts(const Operator& op, const JsonValue& json)
 {
     const JsonValue* const bundles = json.Find("bundles");
     if (!bundles)
@@ -157,7 +159,7 @@ void GraphSession::State::CheckBundleCounts(const Operator& op, const JsonValue&
 }
 
 // Reports settings of the document without a parameter, which only operators whose parameters come and go may have.
-void GraphSession::State::CheckParameters(const OperatorSettings& ofOperator)
+void SessionState::CheckParameters(const OperatorSettings& ofOperator)
 {
     const Operator& op = *GetOperator(ofOperator);
     for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
@@ -166,6 +168,14 @@ void GraphSession::State::CheckParameters(const OperatorSettings& ofOperator)
             !HasStructureParameters(op))
             Add(setting->at, NoSuchParameter(op, setting->name));
     }
+}
+
+std::vector<DocumentError> FindBuildErrors(GraphDocument document)
+{
+    const Graphics::NoStart asked;
+    SessionState state(std::move(document), 0);
+    state.Build();
+    return std::move(state.errors);
 }
 
 } // namespace Varkle

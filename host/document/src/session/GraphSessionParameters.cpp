@@ -52,8 +52,7 @@ JsonValue ReadTypedValue(std::optional<ParameterType> type, std::string_view tex
     JsonDocument json = ParseJson(text);
     if (!json.root || !json.errors.empty())
         return JsonString(text);
-    const bool wantsText =
-        type == ParameterType::String || type == ParameterType::Enum || type == ParameterType::Reference;
+    const bool wantsText = type && IsText(*type);
     const bool isText =
         json.root->kind == JsonKind::String || (json.root->kind == JsonKind::Null && type == ParameterType::Reference);
     return wantsText && !isText ? JsonString(text) : std::move(*json.root);
@@ -99,7 +98,7 @@ std::string NoSuchParameter(const Operator& op, std::string_view name)
 
 // Applies the settings whose parameter is new to them, either of those that decide which parameters exist or of the
 // others. Returns whether there were any.
-bool GraphSession::State::ApplyNew(OperatorSettings& ofOperator, bool structure, Predecessor* before)
+bool SessionState::ApplyNew(OperatorSettings& ofOperator, bool structure, Predecessor* before)
 {
     const Operator& op = *GetOperator(ofOperator);
     bool any = before && ResetDropped(ofOperator, structure, *before);
@@ -118,7 +117,7 @@ bool GraphSession::State::ApplyNew(OperatorSettings& ofOperator, bool structure,
     return any;
 }
 
-void GraphSession::State::ApplySettings(OperatorSettings& ofOperator, Predecessor* before)
+void SessionState::ApplySettings(OperatorSettings& ofOperator, Predecessor* before)
 {
     // One may bring forth another. The limit is for an operator that makes its parameters anew whenever one is set.
     constexpr int mostRounds = 10;
@@ -131,7 +130,7 @@ void GraphSession::State::ApplySettings(OperatorSettings& ofOperator, Predecesso
 
 // Gives a parameter its value; where that is an expression that may wait for the next frame, the parameter keeps what
 // it has until then.
-void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter& parameter, bool waitsForFrame)
+void SessionState::Apply(const Operator& op, Setting& setting, Parameter& parameter, bool waitsForFrame)
 {
     setting.parameter = WeakObject(&parameter);
     setting.value.reset();
@@ -142,7 +141,7 @@ void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter&
     setting.value = ReadParameterValue(parameter.GetParameterType(), setting.json, report);
     if (!setting.value)
         return;
-    if (setting.value->IsText())
+    if (IsText(setting.value->type))
     {
         const std::string problem = ApplyText(*setting.value, parameter, document.GetFolder(), graph);
         if (!problem.empty())
@@ -156,7 +155,7 @@ void GraphSession::State::Apply(const Operator& op, Setting& setting, Parameter&
 }
 
 // Returns whether operators got new parameters since the last time.
-bool GraphSession::State::ApplyToNewParameters()
+bool SessionState::ApplyToNewParameters()
 {
     bool changed = false;
     for (const std::size_t index : structured)
@@ -173,7 +172,7 @@ bool GraphSession::State::ApplyToNewParameters()
     return changed;
 }
 
-void GraphSession::State::FindAnimated()
+void SessionState::FindAnimated()
 {
     animated.clear();
     for (const OperatorSettings& ofOperator : settings)
@@ -186,13 +185,13 @@ void GraphSession::State::FindAnimated()
     }
 }
 
-ExpressionClock GraphSession::State::Clock() const
+ExpressionClock SessionState::Clock() const
 {
     const double rate = document.GetFrameRate();
     return {double(frame) / rate, double(frame), rate};
 }
 
-void GraphSession::State::EvaluateAnimated()
+void SessionState::EvaluateAnimated()
 {
     const ExpressionClock clock = Clock();
     for (Setting* const setting : animated)
@@ -209,17 +208,17 @@ void GraphSession::State::EvaluateAnimated()
     }
 }
 
-void GraphSession::State::GoToFrame(long long newFrame)
+void SessionState::GoToFrame(long long newFrame)
 {
     frame = newFrame;
     EvaluateAnimated();
     if (ApplyToNewParameters())
         EvaluateAnimated(); // fires the triggers among the new ones
-    Pump();
+    GraphSession::Pump();
     WaitForBacklog();
 }
 
-Status GraphSession::State::SetParameter(std::string_view target, std::string_view text)
+Status SessionState::SetParameter(std::string_view target, std::string_view text)
 {
     std::string_view name;
     Operator* const op = FindTarget(target, name);
@@ -263,7 +262,7 @@ Status GraphSession::State::SetParameter(std::string_view target, std::string_vi
 }
 
 // Splits "key.Parameter". Keys may hold points too: the longest that fits is meant.
-Operator* GraphSession::State::FindTarget(std::string_view target, std::string_view& parameter) const
+Operator* SessionState::FindTarget(std::string_view target, std::string_view& parameter) const
 {
     for (std::size_t point = target.rfind('.'); point != std::string_view::npos; point = target.rfind('.', point - 1))
     {
@@ -274,7 +273,7 @@ Operator* GraphSession::State::FindTarget(std::string_view target, std::string_v
     return nullptr;
 }
 
-Status GraphSession::State::NoSuchTarget(std::string_view target) const
+Status SessionState::NoSuchTarget(std::string_view target) const
 {
     const std::size_t point = target.rfind('.');
     if (point == std::string_view::npos)
@@ -282,7 +281,7 @@ Status GraphSession::State::NoSuchTarget(std::string_view target) const
     return Error{UnknownOperator(target.substr(0, point))};
 }
 
-OperatorSettings& GraphSession::State::SettingsOf(Operator& op)
+OperatorSettings& SessionState::SettingsOf(Operator& op)
 {
     const auto found = std::ranges::find(settings, &op, GetOperator);
     if (found != settings.end())
@@ -293,12 +292,12 @@ OperatorSettings& GraphSession::State::SettingsOf(Operator& op)
     return settings.back();
 }
 
-void GraphSession::State::Add(SourcePosition at, std::string message)
+void SessionState::Add(SourcePosition at, std::string message)
 {
     errors.push_back({document.GetName(), at.line, at.column, std::move(message)});
 }
 
-void GraphSession::State::LogErrors()
+void SessionState::LogErrors()
 {
     for (const DocumentError& error : errors)
         LogError(error.Text());
@@ -306,7 +305,7 @@ void GraphSession::State::LogErrors()
 }
 
 // Returns what is wrong as one error, without places: for what stands in no document.
-Status GraphSession::State::TakeErrors()
+Status SessionState::TakeErrors()
 {
     std::string text;
     for (const DocumentError& error : errors)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Document/DocumentQuery.h"
 #include "Varkle/Document/GraphSession.h"
 #include "Varkle/Document/Json.h"
 #include "value/ParameterValue.h"
@@ -87,15 +88,17 @@ std::string NoSuchParameter(const Operator& op, std::string_view name);
 void WaitForBacklog();
 
 /// Holds what a session consists of.
-struct GraphSession::State
+struct SessionState
 {
-    explicit State(GraphDocument loaded) : document(std::move(loaded)) {}
+    explicit SessionState(GraphDocument loaded) : document(std::move(loaded)) {}
     /// Is for one that is built for a frame, but never run.
-    State(GraphDocument loaded, long long onlyFrame) : document(std::move(loaded)), frame(onlyFrame), runs(false) {}
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
+    SessionState(GraphDocument loaded, long long onlyFrame) : document(std::move(loaded)), frame(onlyFrame), runs(false)
+    {
+    }
+    SessionState(const SessionState&) = delete;
+    SessionState& operator=(const SessionState&) = delete;
     /// Waits for the work that operators started: the plug-in whose code it runs may be unloaded next.
-    ~State();
+    ~SessionState();
 
     /// Makes the operators, connects them and sets their parameters. What is wrong lies in `errors` afterwards.
     void Build();
@@ -105,6 +108,7 @@ struct GraphSession::State
     Status SetParameter(std::string_view target, std::string_view text);
     Status Update(GraphDocument wanted);
     bool IsAnimated(const Operator& op) const;
+    std::vector<MissingFile> FindMissingFiles() const;
     /// Returns a message for a key that no operator has.
     std::string UnknownOperator(std::string_view key) const;
 

@@ -1,6 +1,7 @@
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Parameters.h"
+#include "document/DocumentCheck.h"
 #include "document/DocumentPaths.h"
 #include "session/GraphSessionState.h"
 #include "session/GraphUpdate.h"
@@ -33,13 +34,13 @@ const Parameter* FindCounterpart(const Parameter& parameter, const Operator& mod
 
 } // namespace
 
-Status GraphSession::State::Update(GraphDocument wanted)
+Status SessionState::Update(GraphDocument wanted)
 {
     if (Operator::Executing())
         return Error{"a graph can't be updated while it runs"};
-    if (const std::vector<DocumentError> wrong = wanted.Check(); !wrong.empty())
+    if (const std::vector<DocumentError> wrong = CheckDeclared(wanted); !wrong.empty())
         return Error{JoinErrors(wrong)};
-    State plain(wanted, frame);
+    SessionState plain(wanted, frame);
     plain.Build();
     if (!plain.errors.empty())
         return Error{JoinErrors(plain.errors)};
@@ -49,14 +50,14 @@ Status GraphSession::State::Update(GraphDocument wanted)
         return Ok();
     }
     // What was set for this run may not fit everything in the document. That is no fault of the document.
-    State model(wanted, frame);
+    SessionState model(wanted, frame);
     model.overrides = overrides;
     model.Build();
     Follow(std::move(wanted), model.graph);
     return Ok();
 }
 
-void GraphSession::State::Follow(GraphDocument wanted, const Graph& model)
+void SessionState::Follow(GraphDocument wanted, const Graph& model)
 {
     FollowGraph(graph, model);
     std::unordered_map<const Operator*, OperatorSettings> before;
@@ -69,7 +70,7 @@ void GraphSession::State::Follow(GraphDocument wanted, const Graph& model)
     document = std::move(wanted);
     structured.clear();
 
-    const JsonValue* const list = document.root->Find("operators");
+    const JsonValue* const list = document.GetRoot().Find("operators");
     for (std::size_t i = 0; i < graph.GetOperators().size(); ++i)
     {
         Operator& op = *graph.GetOperators()[i];
@@ -88,7 +89,7 @@ void GraphSession::State::Follow(GraphDocument wanted, const Graph& model)
 
 // Gives the parameters that are no longer mentioned, either those that decide which there are or the others, what the
 // model has, and returns whether there were any.
-bool GraphSession::State::ResetDropped(const OperatorSettings& ofOperator, bool structure, Predecessor& before)
+bool SessionState::ResetDropped(const OperatorSettings& ofOperator, bool structure, Predecessor& before)
 {
     const Operator& op = *GetOperator(ofOperator);
     std::unordered_set<const Parameter*> mentioned;
@@ -114,8 +115,7 @@ bool GraphSession::State::ResetDropped(const OperatorSettings& ofOperator, bool 
 
 // Applies a setting whose parameter may have had one before. Where that says the same the parameter is not touched: the
 // operator may have set it since, and a trigger has fired.
-void GraphSession::State::ApplyAfter(const Predecessor& before, const Operator& op, Setting& setting,
-                                     Parameter& parameter)
+void SessionState::ApplyAfter(const Predecessor& before, const Operator& op, Setting& setting, Parameter& parameter)
 {
     const auto found = before.byParameter.find(&parameter);
     if (found == before.byParameter.end() || GetParameter(*found->second) != &parameter)
@@ -140,7 +140,7 @@ void GraphSession::State::ApplyAfter(const Predecessor& before, const Operator& 
         ApplyText(*setting.value, parameter, document.GetFolder(), graph);
 }
 
-bool GraphSession::State::IsAnimated(const Operator& op) const
+bool SessionState::IsAnimated(const Operator& op) const
 {
     return std::ranges::any_of(animated,
                                [&](const Setting* setting)

@@ -329,7 +329,7 @@ bool ParameterValue::IsAnimated() const
                                [](const NumberSource& n) { return n.expression && !n.expression->IsConstant(); });
 }
 
-bool ParameterValue::IsText() const
+bool IsText(ParameterType type)
 {
     return type == ParameterType::String || type == ParameterType::Enum || type == ParameterType::Reference;
 }

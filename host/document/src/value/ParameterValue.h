@@ -24,6 +24,9 @@ struct NumberSource
     std::shared_ptr<Expression> expression; // null for a constant
 };
 
+/// True when the values of a type are texts, not numbers.
+bool IsText(ParameterType type);
+
 /// Is the value that a document gives a parameter, read but not yet evaluated.
 struct ParameterValue
 {
@@ -36,8 +39,6 @@ struct ParameterValue
 
     /// True when it has to be evaluated on every frame.
     bool IsAnimated() const;
-    /// True when the value is the text, not numbers.
-    bool IsText() const;
 };
 
 /// Hears what is wrong with a value: where, and a message that continues `parameter "Radius"`, e.g. "takes a number".

@@ -145,9 +145,15 @@ TEST_CASE("A document's head is checked")
     CHECK(ErrorsOf("{ \"format\": \"graph\",\n  \"version\": \"1\",\n  \"frameRate\": 0 }") ==
           "g:1:13: \"format\" must be \"varkle-graph\"\n"
           "g:2:14: \"version\" must be 1\n"
-          "g:3:16: \"frameRate\" must be a number of frames per second above 0");
+          "g:3:16: \"frameRate\" must be a number of frames per second from 0.001 to 1000, not 0");
     CHECK(ErrorsOf(R"({ "format": "varkle-graph", "version": 1, "frameRate": "60" })") ==
-          "g:1:56: \"frameRate\" must be a number of frames per second above 0");
+          "g:1:56: \"frameRate\" must be a number of frames per second from 0.001 to 1000");
+    for (const char* const rate : {"1e308", "1e-320", "1e-5", "1000.001", "-1"})
+        CHECK(ErrorsOf(std::string(R"({ "format": "varkle-graph", "version": 1, "frameRate": )") + rate + " }")
+                  .ends_with(std::string("from 0.001 to 1000, not ") + rate));
+    for (const char* const rate : {"0.001", "1000", "59.94"})
+        CHECK(ErrorsOf(std::string(R"({ "format": "varkle-graph", "version": 1, "frameRate": )") + rate + " }") ==
+              noErrors);
     CHECK(ErrorsOf(R"({ "format": "varkle-graph", "version": 0 })") == "g:1:40: \"version\" must be 1");
     CHECK(ErrorsOf(R"({ "format": "varkle-graph", "version": 1, "operators": {} })") ==
           "g:1:56: \"operators\" must be an array");
@@ -310,7 +316,10 @@ TEST_CASE("Parameters that the operator writes are ignored, whatever they say")
 TEST_CASE("Parameters that come and go are known, and their values are checked as far as their type is fixed")
 {
     CHECK(ErrorsOfOperators(R"({ "key": "m", "type": "Test.Maker", "parameters": {
-"Value": [1, 2, "time"], "Min": 1, "Seeded": "frame", "Seed": 3 } })") == noErrors);
+"Type": "Vector 3", "Value": [1, 2, "time"], "Min": 1, "Seeded": "frame", "Seed": 3 } })") == noErrors);
+    CHECK(ErrorsOfOperators(R"({ "key": "m", "type": "Test.Maker", "parameters": {
+"Value": [1, 2, 3] } })") ==
+          "g:3:10: operator \"m\": parameter \"Value\" takes a number or an expression, not an array");
     CHECK(
         ErrorsOfOperators(R"({ "key": "m", "type": "Test.Maker", "parameters": {
 "Value": {},
@@ -781,5 +790,51 @@ TEST_CASE("Ten thousand mistakes are all reported")
                      std::to_string(i) + "\" } }";
     }
     // A look at every key for every mistake would take minutes, longer than the test may.
-    CHECK(std::ranges::count(ErrorsOfOperators(operators), '\n') == 29'999);
+    RegisterDocumentOperators();
+    std::vector<DocumentError> errors;
+    CHECK(GraphDocument::Parse(WithOperators(operators), "g", "/folder", errors).Check().size() == 30'000);
+}
+
+TEST_CASE("Of a mistake that is made in many operators ten are printed, and how many more there are")
+{
+    std::string operators = R"({ "key": "other", "type": "Test.Everything", "parameters": { "Int": {} } })";
+    for (int i = 0; i < 149; ++i)
+        operators += ",\n{ \"key\": \"op" + std::to_string(i) +
+                     R"(", "type": "Test.Everything", "parameters": { "Radios": 1 } })";
+    const std::string text = ErrorsOfOperators(operators);
+    CHECK(std::ranges::count(text, '\n') == 11);
+    CHECK(text.starts_with("g:2:69: operator \"other\": parameter \"Int\""));
+    CHECK(text.find("operator \"op9\": there is no parameter \"Radios\"") != std::string::npos);
+    CHECK(text.ends_with("\n... and 139 more"));
+}
+
+TEST_CASE("What only the operators themselves know to be wrong is among a document's errors")
+{
+    const std::string sources = R"({ "key": "s", "type": "Test.Sink" }, { "key": "e", "type": "Test.Everything" },)";
+    const auto errors = [&](const char* op) { return ErrorsOfOperators(sources + "\n" + op); };
+    CHECK(errors(R"({ "key": "x", "type": "Test.Sink", "inputs": { "Mesh Input": ["e"] } })") ==
+          "g:3:62: operator \"x\": input \"Mesh Input\" takes one key, not an array");
+    CHECK(errors(R"({ "key": "x", "type": "Test.Stack", "inputs": { "Inputs": "e" } })") ==
+          "g:3:59: operator \"x\": input \"Inputs\" is a list: it takes an array of keys");
+    CHECK(errors(R"({ "key": "x", "type": "Test.Stack", "bundles": { "Weights": [{}] } })") ==
+          "g:3:62: operator \"x\": \"Weights\" has more parameter maps (1) than bundles (0)");
+    CHECK(errors(R"({ "key": "x", "type": "Test.Report", "parameters": { "Target": "e" } })") ==
+          "g:3:64: operator \"x\": parameter \"Target\" can't refer to the operator \"e\", which is a Test.Everything");
+    // Faults elsewhere don't hide it.
+    CHECK(
+        errors(
+            R"({ "key": "u", "type": "Gone" }, { "key": "x", "type": "Test.Sink", "inputs": { "Mesh Input": ["e"] } })")
+            .ends_with("takes one key, not an array"));
+}
+
+TEST_CASE("A file that can't be read, or never ends, is an error with the system's reason")
+{
+    std::vector<DocumentError> errors;
+    GraphDocument::Load("/proc/self/mem", errors); // nothing is mapped at its start
+    CHECK(JoinErrors(errors) == "/proc/self/mem: the file can't be read: Input/output error");
+    CHECK(errors.at(0).machine);
+    errors.clear();
+    GraphDocument::Load("/dev/zero", errors);
+    CHECK(JoinErrors(errors) == "/dev/zero: the file has more than 64 MiB, which no graph document has");
+    CHECK_FALSE(errors.at(0).machine);
 }

@@ -49,7 +49,7 @@ std::string Set(P& parameter, std::string_view text, double frame = 0)
 {
     const ParameterValue value = Read(parameter.GetParameterType(), text);
     const Graph graph;
-    if (value.IsText())
+    if (IsText(value.type))
         REQUIRE(ApplyText(value, parameter, "/folder", graph).empty());
     else
         ApplyNumbers(EvaluateNumbers(value, {frame / 25, frame, 25}), parameter);

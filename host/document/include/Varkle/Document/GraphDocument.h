@@ -3,10 +3,14 @@
 #include "Varkle/Core/Export.h"
 #include "Varkle/Core/Result.h"
 
+#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace Varkle
@@ -22,16 +26,18 @@ struct VARKLE_API DocumentError
     int line = 0;     ///< from 1; 0 when the error concerns the whole file
     int column = 0;   ///< from 1, in characters
     std::string message;
+    bool machine = false; ///< the machine is at fault, not the document (Error::machine)
 
     /// Returns the error as one line: `nebula.varkle:14:21: operator "soft": there is no parameter "Radios" ...`.
     std::string Text() const;
 };
 
-/// Joins errors into one text, a line each.
+/// Joins errors into one text, a line each. Of a mistake that is made in many operators there are the first ten, of all
+/// together the first hundred, and a last line tells how many more there are.
 VARKLE_API std::string JoinErrors(const std::vector<DocumentError>& errors);
 
 /// Holds a graph document as it was written: operators, parameter values and expressions, connections, in their order.
-/// Reading one needs no GPU and makes no operators. Copies are independent.
+/// Reading one needs no GPU and makes no operators. Copies are independent. DocumentEdit.h has what can be done to one.
 class VARKLE_API GraphDocument
 {
 public:
@@ -44,8 +50,9 @@ public:
     GraphDocument& operator=(GraphDocument&&) noexcept;
 
     /// Reads a file. The errors name what is wrong with it as a JSON text; `errors` then holds at least one and the
-    /// document is empty. A file that can't be read is an error too. Whether the document makes sense is what Check
-    /// tells; only where an object has a name twice, which is still readable, are its errors among these.
+    /// document is empty. A file that can't be read, or that has more than MostBytes, is an error too. Whether the
+    /// document makes sense is what Check tells; only where an object has a name twice, which is still readable, are
+    /// its errors among these.
     static GraphDocument Load(const std::string& path, std::vector<DocumentError>& errors);
 
     /// Reads a document from memory. `name` appears in errors; relative file paths in parameters are relative to
@@ -58,7 +65,8 @@ public:
     static GraphDocument FromGraph(const Graph& graph, double frameRate, const std::filesystem::path& folder);
 
     /// Returns everything that is wrong with the document, in the order of the text, by what the registered operators'
-    /// documents declare (TypeLibrary). Empty when it can be run.
+    /// documents declare (TypeLibrary) and what the operators themselves accept: they are made for it, but don't run.
+    /// Empty when the document can be run.
     std::vector<DocumentError> Check() const;
 
     /// Returns the text of the document in the layout of saved documents: two spaces, one member and one parameter to a
@@ -74,13 +82,39 @@ public:
     const std::string& GetName() const { return name; }
     const std::filesystem::path& GetFolder() const { return folder; }
 
-    /// Returns the frames per second of graph time (default 60).
+    /// Returns the frames per second of graph time (default 60), between LeastFrameRate and MostFrameRate.
     double GetFrameRate() const;
 
+    /// Bounds a file, so that one without an end, such as a device, does not fill the memory. A thousand operators take
+    /// less than one percent of it.
+    static constexpr std::size_t MostBytes = std::size_t(64) << 20;
+
+    /// Bound the frame rate: a frame may last a quarter of an hour, as for pictures that hardly change, and there is no
+    /// use for more than a thousand a second.
+    static constexpr double LeastFrameRate = 0.001;
+    static constexpr double MostFrameRate = 1000;
+
+    /// Returns the document as it was written. Places are those in the text that was read; what came by edits has
+    /// line 0.
+    const JsonValue& GetRoot() const { return *root; }
+
+    /// Returns the place of the operator with a key in the list "operators", nothing when there is none; of several
+    /// with one key the first. Main thread only.
+    std::optional<std::size_t> FindOperator(std::string_view key) const;
+
 private:
-    friend class GraphSession;
+    friend class DocumentAccess;
+
+    // Lets keys be looked up without making a string.
+    struct KeyHash
+    {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>{}(key); }
+    };
+    using Places = std::unordered_map<std::string, std::size_t, KeyHash, std::equal_to<>>;
 
     std::unique_ptr<JsonValue> root;
+    mutable std::shared_ptr<const Places> places; // of the operators by key; made when first asked for
     std::string name;
     std::filesystem::path folder;
 };

@@ -3,6 +3,7 @@
 #include "Varkle/Core/Export.h"
 #include "Varkle/Core/Graph.h"
 #include "Varkle/Core/Log.h"
+#include "Varkle/Document/DocumentQuery.h"
 #include "Varkle/Document/GraphDocument.h"
 #include "Varkle/Gpu/Image.h"
 #include "Varkle/Gpu/Texture.h"
@@ -14,6 +15,8 @@
 
 namespace Varkle
 {
+
+struct SessionState;
 
 /// Runs a graph document: makes its operators, connects them, and goes from frame to frame, evaluating expressions.
 /// This is the interface for programs that embed the library. Nothing here prints, ends the process or touches signals;
@@ -72,6 +75,10 @@ public:
     /// one. False when there is no such operator.
     bool IsAnimated(std::string_view key) const;
 
+    /// Returns the files that parameters name at the moment and that do not exist (see the function of that name for
+    /// documents).
+    std::vector<MissingFile> FindMissingFiles() const;
+
     /// Returns the texture that an operator's output carries; empty when there is none.
     Texture GetTexture(std::string_view key) const;
     /// Returns that texture's pixels, waiting for the GPU; an invalid image when there is none.
@@ -92,9 +99,8 @@ public:
     double GetFrameRate() const;
 
 private:
-    struct VARKLE_LOCAL State;
-    explicit GraphSession(std::unique_ptr<State> state);
-    std::unique_ptr<State> state;
+    explicit GraphSession(std::unique_ptr<SessionState> state);
+    std::unique_ptr<SessionState> state;
 };
 
 } // namespace Varkle

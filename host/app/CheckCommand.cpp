@@ -1,8 +1,11 @@
 #include "Command.h"
 #include "Console.h"
 #include "GraphOptions.h"
+#include "Varkle/Core/Log.h"
+#include "Varkle/Document/DocumentQuery.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 namespace Varkle
 {
@@ -15,8 +18,14 @@ int RunCheck(const std::vector<std::string>& paths)
     int status = Done;
     for (const std::string& path : paths)
     {
-        if (const Result<GraphDocument> document = ReadDocument(path); !document)
-            status = PrintError(document.GetError());
+        const Result<GraphDocument> document = ReadDocument(path);
+        if (!document)
+        {
+            status = std::max(status, PrintError(document.GetError()));
+            continue;
+        }
+        for (const MissingFile& file : FindMissingFiles(*document))
+            LogWarning(file.warning.Text());
     }
     return status;
 }

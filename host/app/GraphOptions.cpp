@@ -136,7 +136,7 @@ Result<GraphDocument> ReadDocument(const std::string& path)
     if (errors.empty())
         errors = document.Check();
     if (!errors.empty())
-        return Error{JoinErrors(errors)};
+        return Error{JoinErrors(errors), errors[0].machine};
     return document;
 }
 

@@ -146,6 +146,54 @@ TEST_CASE("A document that can't be read is an error")
     }
 }
 
+TEST_CASE("A document that can't be read for the machine's sake, or has no end, is an error of reading")
+{
+    const TemporaryFolder folder;
+    const Outcome unreadable = Program({"check", "/proc/self/mem"}).In(folder.GetPath()).Run();
+    CHECK(unreadable.status == 2);
+    CHECK(unreadable.error == "error: /proc/self/mem: the file can't be read: Input/output error\n");
+    const Outcome endless = Program({"check", "/dev/zero"}).In(folder.GetPath()).Run();
+    CHECK(endless.status == 1);
+    CHECK(endless.error == "error: /dev/zero: the file has more than 64 MiB, which no graph document has\n");
+}
+
+TEST_CASE("What the operators themselves refuse is reported by check as by render")
+{
+    const auto errors = [](const std::string& operators)
+    {
+        return DocumentErrors("{\"format\": \"varkle-graph\", \"version\": 1, \"operators\": [\n"
+                              "{\"key\": \"c\", \"type\": \"Varkle.Texture.Color\"},\n" +
+                              operators + "]}");
+    };
+    CHECK(errors(R"({"key": "b", "type": "Varkle.Texture.Blur", "inputs": {"Texture Input": ["c"]}})") ==
+          "error: graph.varkle:3:73: operator \"b\": input \"Texture Input\" takes one key, not an array\n");
+    CHECK(Contains(errors(R"({"key": "m", "type": "Varkle.Texture.Mixer", "inputs": {"Inputs": "c"}})"),
+                   "input \"Inputs\" is a list: it takes an array of keys\n"));
+    CHECK(Contains(errors(R"({"key": "m", "type": "Varkle.Texture.Mixer", "bundles": {"Opacities": [{}]}})"),
+                   "\"Opacities\" has more parameter maps (1) than bundles (0)\n"));
+    CHECK(Contains(errors(R"({"key": "w", "type": "Varkle.IO.System.WindowInfo", "parameters": {"Window": "c"}})"),
+                   "parameter \"Window\" can't refer to the operator \"c\", which is a Varkle.Texture.Color\n"));
+    CHECK(Contains(errors(R"({"key": "a", "type": "Varkle.Mesh.CreateAttribute", "parameters": {"Value": [1, 2, 3]}})"),
+                   "operator \"a\": parameter \"Value\" takes "));
+}
+
+TEST_CASE("check warns of files that are not there, where the document names them, and is content otherwise")
+{
+    const TemporaryFolder folder;
+    WriteBytes(
+        folder / "graph.varkle",
+        "{\"format\": \"varkle-graph\", \"version\": 1, \"operators\": [\n"
+        "{\"key\": \"a\", \"type\": \"Varkle.Texture.LoadImage\", \"parameters\": {\"Path\": \"gone.png\"}},\n"
+        "{\"key\": \"b\", \"type\": \"Varkle.Texture.LoadImage\", \"parameters\": {\"Path\": \"graph.varkle\"}},\n"
+        "{\"key\": \"c\", \"type\": \"Varkle.Texture.LoadImage\", \"parameters\": {\"Path\": \"\"}}]}");
+    // No adapter is of that name: the GPU is not asked for.
+    const Outcome checked =
+        Program({"check", "graph.varkle"}).In(folder.GetPath()).With("VARKLE_ADAPTER", "none at all").Run();
+    CHECK(checked.status == 0);
+    CHECK(checked.error == "warning: graph.varkle:2:73: operator \"a\": parameter \"Path\": there is no file \"" +
+                               (folder / "gone.png") + "\"\n");
+}
+
 TEST_CASE("A graph without operators has nothing to render")
 {
     const TemporaryFolder folder;

@@ -1,8 +1,10 @@
 #include "Varkle/Document/GraphSession.h"
 
+#include "Varkle/Core/Log.h"
 #include "Varkle/Core/Tasks.h"
 #include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Graphics.h"
+#include "Varkle/Gpu/PictureMemory.h"
 #include "Varkle/Gpu/Ports.h"
 #include "document/DocumentCheck.h"
 #include "session/GraphSessionState.h"
@@ -11,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -22,10 +25,16 @@ namespace
 
 constexpr std::chrono::milliseconds patience(20); // the end of work that hands nothing over wakes nobody
 
-// Waits until no more read-backs and pieces of work than that are under way.
-void FinishAllBut(std::size_t count)
+std::size_t CountWork()
 {
-    while (Tasks::CountWork() + Graphics::CountReadBacks() > count)
+    return Tasks::CountWork() + Graphics::CountReadBacks();
+}
+
+// Waits until all read-backs and pieces of work are done, or what is left is little enough.
+template<class Predicate>
+void FinishUntil(Predicate isLittle)
+{
+    while (CountWork() > 0 && !isLittle())
     {
         if (Graphics::HasReadBacks())
             Graphics::WaitForReadBack(patience);
@@ -41,7 +50,7 @@ void WaitForBacklog()
 {
     // Keeps all cores busy, and lets a live graph save some pictures at once without being held up.
     const std::size_t most = std::max(16U, 2 * std::thread::hardware_concurrency());
-    FinishAllBut(most);
+    FinishUntil([&] { return CountWork() <= most && GetPictureMemory() <= PictureMemoryBudget; });
     // With the one that comes now, three: the GPU always has one to go on with.
     constexpr std::size_t mostFrames = 2;
     while (!Graphics::WaitForFrames(mostFrames, patience))
@@ -50,8 +59,15 @@ void WaitForBacklog()
 
 SessionState::~SessionState()
 {
-    if (runs)
-        GraphSession::Finish();
+    try
+    {
+        if (runs)
+            GraphSession::Finish();
+    }
+    catch (const std::bad_alloc&) // a picture that came back found no room: it is lost, and what made it is gone
+    {
+        LogError("The memory is used up: pictures that were under way are lost.");
+    }
 }
 
 std::string SessionState::UnknownOperator(std::string_view key) const
@@ -199,7 +215,7 @@ void GraphSession::Pump()
 
 void GraphSession::Finish()
 {
-    FinishAllBut(0);
+    FinishUntil([] { return false; });
 }
 
 std::string GraphSession::Inspect(const std::vector<LogLine>& log) const

@@ -170,6 +170,14 @@ std::size_t Count()
     return All().size();
 }
 
+std::uint64_t CountBytes()
+{
+    std::uint64_t bytes = 0;
+    for (const ReadBackPointer& readBack : All())
+        bytes += std::uint64_t(readBack->size.x) * std::uint64_t(readBack->size.y) * 4;
+    return bytes;
+}
+
 void Deliver()
 {
     // A callback may ask for more, or deliver by itself.

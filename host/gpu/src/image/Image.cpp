@@ -3,9 +3,12 @@
 #include "Varkle/Core/FileReading.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"
+#include "Varkle/Gpu/PictureMemory.h"
+#include "device/ReadBacks.h"
 #include "image/ImageCodecs.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <new>
 #include <utility>
@@ -14,6 +17,18 @@ namespace Varkle
 {
 namespace
 {
+
+std::atomic<std::uint64_t> pixelBytes = 0; // of all images
+
+struct CountedPixels
+{
+    explicit CountedPixels(std::vector<std::uint8_t> pixels) : bytes(std::move(pixels)) { pixelBytes += bytes.size(); }
+    ~CountedPixels() { pixelBytes -= bytes.size(); }
+    CountedPixels(const CountedPixels&) = delete;
+    CountedPixels& operator=(const CountedPixels&) = delete;
+
+    const std::vector<std::uint8_t> bytes;
+};
 
 // The size of the largest file that is read, in bytes: what the picture libraries can count.
 constexpr std::uint64_t MaxFileSize = std::numeric_limits<std::int32_t>::max();
@@ -58,7 +73,13 @@ Image::Image(glm::ivec2 newSize, std::vector<std::uint8_t> newPixels)
     if (!FitsImage(newSize.x, newSize.y) || newPixels.size() != std::size_t(newSize.x) * std::size_t(newSize.y) * 4)
         return;
     size = newSize;
-    pixels = std::make_shared<const std::vector<std::uint8_t>>(std::move(newPixels));
+    const auto counted = std::make_shared<const CountedPixels>(std::move(newPixels));
+    pixels = {counted, &counted->bytes};
+}
+
+std::uint64_t GetPictureMemory()
+{
+    return pixelBytes + ReadBacks::CountBytes();
 }
 
 Image DecodeImage(FileBytes bytes)

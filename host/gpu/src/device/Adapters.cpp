@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string_view>
+#include <sys/resource.h>
 
 namespace Varkle
 {
@@ -160,8 +161,20 @@ bool Matches(const Adapter& adapter, const std::string& request)
     return ToLower(adapter.info.name).find(ToLower(request)) != std::string::npos;
 }
 
+// Drivers are large: under a limit on the process's memory they may be there and not start.
+std::string DescribeMemoryLimit()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return {};
+    return "No Vulkan driver could be started. The limit on the memory of a process (ulimit -v) is " +
+           std::to_string(limit.rlim_cur >> 10) + " KiB, which may be too little for one.";
+}
+
 Error MakeError(const std::vector<Adapter>& adapters, const std::string& request)
 {
+    if (const std::string limit = DescribeMemoryLimit(); adapters.empty() && !limit.empty())
+        return {limit, true};
     if (adapters.empty())
         return {"No Vulkan driver was found that can be used. Install the driver of your GPU; the package "
                 "mesa-vulkan-drivers, version 25 or newer, serves most of them and also works without a GPU.",

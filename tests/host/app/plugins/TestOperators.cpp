@@ -226,14 +226,7 @@ How serious a message can be:
 | Warning | see [the sink](op:Test/Sink) or `a \| b` | 10 |
 | Error   | größer als 3 | 100 |
 
-1. A table in a list:
-
-   | Operator | What it does with a message that takes more than a single line of the terminal | |
-   |---|---|---|
-   | Speaker | Logs it, with its key in front, so that the reader knows who speaks and where to look. | one |
-   | Sink | Takes averyveryveryveryveryveryveryveryveryveryveryveryveryveryveryveryveryverylongwordwithoutanyspaceinit | two |
-
-Text after it.
+1. The next: [Mesh Source](<op:Test/Mesh Source>), or [nobody](op:Test/Nobody).
 )";
 
 constexpr const char* sinkDocument = R"(---
@@ -244,12 +237,6 @@ inputs:
     type: Texture
     description: The texture.
 ---
-
-Twenty columns:
-
-|longa|longb|longc|longd|longe|longf|longg|longh|longi|longj|longk|longl|longm|longn|longo|longp|longq|longr|longs|longt|
-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|
-|word|word|word|word|word|word|word|word|word|word|word|word|word|word|word|word|word|word|word|word|
 )";
 
 constexpr const char* meshSourceDocument = R"(---

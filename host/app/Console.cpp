@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -47,6 +48,9 @@ int WriteAll(int file, std::string_view bytes)
 std::mutex terminalMutex;
 std::string statusLine;
 
+// What is ours goes past a HeldStandardError, which is for what others print.
+std::atomic<int> standardError = STDERR_FILENO;
+
 constexpr std::string_view eraseLine = "\r\x1b[K";
 
 // Prints whole lines above the status line.
@@ -55,10 +59,10 @@ void PrintAboveStatusLine(std::string_view lines)
     const std::lock_guard lock(terminalMutex);
     if (statusLine.empty())
     {
-        WriteAll(STDERR_FILENO, lines);
+        WriteAll(standardError, lines);
         return;
     }
-    WriteAll(STDERR_FILENO, std::string(eraseLine) + std::string(lines) + statusLine);
+    WriteAll(standardError, std::string(eraseLine) + std::string(lines) + statusLine);
 }
 
 // Texts may hold what strangers' files do, which a terminal could take as commands. One of several lines gets the
@@ -133,9 +137,9 @@ int PrintError(std::string_view message)
 void TryToPrintError(std::string_view message)
 {
     const std::unique_lock lock(terminalMutex, std::try_to_lock);
-    pollfd entry{STDERR_FILENO, POLLOUT, 0};
+    pollfd entry{standardError, POLLOUT, 0};
     if (lock.owns_lock() && poll(&entry, 1, 0) == 1)
-        WriteAll(STDERR_FILENO, (statusLine.empty() ? "" : std::string(eraseLine)) + Prefixed("error", message));
+        WriteAll(standardError, (statusLine.empty() ? "" : std::string(eraseLine)) + Prefixed("error", message));
 }
 
 void PrintNote(std::string_view text)
@@ -147,7 +151,7 @@ void ShowStatusLine(std::string_view text)
 {
     const std::lock_guard lock(terminalMutex);
     if (!statusLine.empty() || !text.empty())
-        WriteAll(STDERR_FILENO, std::string(eraseLine) + std::string(text));
+        WriteAll(standardError, std::string(eraseLine) + std::string(text));
     statusLine = text;
 }
 
@@ -170,8 +174,10 @@ HeldStandardError::HeldStandardError() : held(memfd_create("standard error", MFD
     if (held == -1)
         return;
     original = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (original != -1)
-        dup2(held, STDERR_FILENO);
+    if (original == -1)
+        return;
+    standardError = original;
+    dup2(held, STDERR_FILENO);
 }
 
 HeldStandardError::~HeldStandardError()
@@ -197,6 +203,7 @@ void HeldStandardError::LetGo()
     if (original == -1)
         return;
     dup2(original, STDERR_FILENO);
+    standardError = STDERR_FILENO;
     close(original);
     original = -1;
 }

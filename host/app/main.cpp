@@ -3,6 +3,7 @@
 #include "Command.h"
 #include "CommandLine.h"
 #include "Console.h"
+#include "FileSizeLimit.h"
 #include "Interrupts.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Tasks.h"
@@ -65,13 +66,24 @@ Status LoadPlugins(const CommonOptions& common, std::vector<Plugin>& plugins)
     return Ok();
 }
 
+// What does not fit into memory must not keep what was done from being finished and told.
+int RunInMemory(const Run& run, const Console& console)
+try
+{
+    return run(console);
+}
+catch (const std::bad_alloc&)
+{
+    return PrintError(Error{"The memory is used up.", true});
+}
+
 int RunCommand(const CommonOptions& common, std::vector<Plugin>& plugins, const Run& run, const Console& console)
 {
     if (!common.trace.empty())
         Trace::Start();
     if (const Status loaded = LoadPlugins(common, plugins); !loaded)
         return PrintError(loaded.GetError());
-    const int status = run(console);
+    const int status = RunInMemory(run, console);
     Tasks::Shutdown();
     if (common.trace.empty())
         return status;
@@ -84,7 +96,8 @@ int Main(int argc, char** argv)
     OccupyStandardStreams();
     std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of the write, not the end of the process
     std::signal(SIGXFSZ, SIG_IGN); // and so is a file that may not grow any more
-    WatchForMissingMemory();
+    std::signal(SIGCHLD, SIG_DFL); // a caller that had it ignored would keep from us how helping programs end
+    TellOfFileSizeLimit();
     CommonOptions common;
     std::vector<Plugin> plugins;
     Run run;

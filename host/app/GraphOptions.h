@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "Varkle/Document/GraphSession.h"
+#include "Varkle/Run/Exporter.h"
 
 #include <string>
 #include <vector>
@@ -16,14 +17,6 @@ struct GraphOptions
     std::string frames = "1";
     std::vector<std::string> operators;
     std::vector<std::string> set;
-};
-
-/// Is a range of frames, both ends included.
-struct FrameRange
-{
-    long long first = 0;
-    long long last = 0;
-    long long Count() const { return last - first + 1; }
 };
 
 /// Adds the options to a command.

@@ -2,19 +2,16 @@
 
 #include "Command.h"
 #include "Console.h"
-#include "Process.h"
-#include "Varkle/Core/PendingFile.h"
+#include "Varkle/Run/Exporter.h"
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
-#include <fmt/format.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
-#include <sys/resource.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -26,7 +23,6 @@ namespace
 {
 
 volatile std::sig_atomic_t caughtSignal = 0;
-volatile std::sig_atomic_t memoryIsMissing = 0;
 int wakeUp = -1; // counts the signals for the watching thread
 std::atomic_flag said;
 
@@ -39,14 +35,11 @@ void NoteSignal(int signal)
     errno = reason;
 }
 
-// The thread that misses its memory can't go on, and may hold locks that cleaning up needs to be had by others only.
-void NoteMissingMemory(int)
+// Never destroyed: the watching thread lives as long as the process.
+std::stop_source& StopSource()
 {
-    const std::uint64_t one = 1;
-    memoryIsMissing = 1;
-    (void)!write(wakeUp, &one, sizeof one);
-    while (true)
-        pause();
+    static std::stop_source& source = *new std::stop_source;
+    return source;
 }
 
 // Waits for the next signals, -1 for ever. Returns how many came.
@@ -61,24 +54,6 @@ std::uint64_t WaitForSignals(int milliseconds)
     return came ? count : 0;
 }
 
-// What was not complete must not stay behind a process that ends without waiting for its threads.
-void CleanUp()
-{
-    Process::KillAll();
-    PendingFile::RemoveAll();
-}
-
-[[noreturn]] void EndForMissingMemory()
-{
-    CleanUp();
-    rlimit limit = {};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    TryToPrintError(fmt::format("The limit on file sizes (ulimit -f) is {} KiB. A graphics driver that works without a "
-                                "GPU counts the memory that it uses in its place against it, and needs more.",
-                                limit.rlim_cur >> 10));
-    std::_Exit(MachineFailed);
-}
-
 // Ends the process by force when it takes too long, or the user does not want to wait.
 void Watch()
 {
@@ -87,10 +62,10 @@ void Watch()
     while (true)
     {
         const bool twice = WaitForSignals(-1) > 1;
-        if (!twice && memoryIsMissing == 0)
+        if (caughtSignal != 0)
+            StopSource().request_stop();
+        if (!twice)
             WaitForSignals(patience); // by then it is over, or asked for again
-        if (memoryIsMissing != 0)
-            EndForMissingMemory();
         if (caughtSignal == 0)
             continue; // forgotten
         if (!said.test_and_set())
@@ -137,19 +112,14 @@ void WatchForInterrupts()
     }
 }
 
-void WatchForMissingMemory()
-{
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY || !StartWatching())
-        return;
-    struct sigaction action = {};
-    action.sa_handler = NoteMissingMemory;
-    sigaction(SIGBUS, &action, nullptr);
-}
-
 bool WasInterrupted()
 {
     return caughtSignal != 0;
+}
+
+std::stop_token GetInterruptToken()
+{
+    return StopSource().get_token();
 }
 
 int PrintInterrupted(std::string_view message)
@@ -164,7 +134,7 @@ void ForgetInterrupt()
 
 void EndByInterrupt()
 {
-    CleanUp();
+    Exporter::EndAll();
     const int signal = caughtSignal;
     std::signal(signal, SIG_DFL);
     std::raise(signal);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stop_token>
 #include <string_view>
 
 // Ctrl-C and the other signals that ask the program to end.
@@ -13,14 +14,12 @@ namespace Varkle
 /// had ignored (nohup) stays ignored.
 void WatchForInterrupts();
 bool WasInterrupted();
+/// Returns what asks a run to stop when the program is interrupted, a moment later.
+std::stop_token GetInterruptToken();
 
 /// Prints as an error that the run was interrupted, unless that was said already. Returns the exit status for it; the
 /// process should then end by the signal.
 int PrintInterrupted(std::string_view message);
-
-/// From now on, where the caller limits the size of files: ends the process with status 2 and a message when memory
-/// that was promised can't be had. Graphics drivers that work without a GPU keep what would be its memory in a file.
-void WatchForMissingMemory();
 
 /// Forgets a signal that was noted, for runs that are meant to be ended by one: they may take their time to end.
 void ForgetInterrupt();

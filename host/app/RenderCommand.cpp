@@ -1,25 +1,18 @@
 #include "Command.h"
 #include "Console.h"
-#include "FrameWriter.h"
+#include "GraphOptions.h"
 #include "Interrupts.h"
 #include "Progress.h"
-#include "RenderTargets.h"
+#include "SceneOptions.h"
 #include "Statistics.h"
+#include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"
-#include "Varkle/Core/Trace.h"
-#include "Varkle/Gpu/Glb.h"
 #include "Varkle/Gpu/Graphics.h"
-#include "Varkle/Gpu/Ports.h"
+#include "Varkle/Run/Exporter.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 #include <fmt/format.h>
-#include <iterator>
-#include <optional>
-#include <unistd.h>
 #include <vector>
 
 namespace Varkle
@@ -28,188 +21,107 @@ namespace Varkle
 namespace
 {
 
-// Returns an operator that feeds this one and carries nothing, or null.
-const Operator* FindSilentSource(const Operator& op)
-{
-    for (const Object* const port : op.GetInputs())
-    {
-        const auto* const input = dynamic_cast<const DataInput*>(port);
-        const DataOutput* const source = input ? input->GetConnection() : nullptr;
-        if (source && !CarriesSomething(*source))
-            return source->GetOperator();
-    }
-    return nullptr;
-}
+using Outputs = std::vector<ExportedOutput>;
 
-std::string_view DescribeGap(const RenderTarget& target)
+struct RenderOptions : GraphOptions
 {
-    if (!target.video)
-        return "no file is written for it";
-    return target.video->HasPictures() ? "its video holds the frame before" : "its video begins black";
-}
+    std::string output;
+    SceneOptions scene;
+};
 
-// Tells why a file that an operator reads is of no use; nothing when it can be read.
-std::string DescribeFile(const std::filesystem::path& path)
+// Nothing is written by default when every output feeds something, which is a mistake when a file was asked for.
+Status CheckDefaultOutputs(const RenderOptions& options, const GraphSession& session)
 {
-    std::error_code code;
-    if (std::filesystem::is_directory(path, code))
-        return fmt::format("{} is a folder", Quoted(path.string()));
-    if (access(path.c_str(), R_OK) == 0)
-        return {};
-    if (errno == ENOENT)
-        return fmt::format("there is no file {}", Quoted(path.string()));
-    return fmt::format("the file {} can't be opened: {}", Quoted(path.string()), std::strerror(errno));
-}
-
-// Returns why an operator carries nothing as far as the files that it reads tell.
-std::string FindCause(const Operator& op)
-{
-    for (const std::filesystem::path& path : op.GetFilesRead())
-    {
-        if (const std::string problem = DescribeFile(path); !problem.empty())
-            return ", since " + problem;
-    }
-    return {};
-}
-
-void PrintCarriesNothing(const RenderTarget& target, const Operator& op, long long frame)
-{
-    const Operator* root = nullptr; // from where on nothing comes down to the operator
-    for (const Operator* source = FindSilentSource(op); source; source = FindSilentSource(*source))
-        root = source;
-    const std::string hint =
-        root ? fmt::format(", and neither does {}, which it depends on", Quoted(root->GetKey())) : std::string();
-    PrintError(fmt::format("The operator {} carries nothing after frame {}{}{}: {}.", Quoted(target.key), frame, hint,
-                           FindCause(root ? *root : op), DescribeGap(target)));
-}
-
-// Encodes the mesh or model that an operator carries; nothing when it carries none.
-std::optional<Result<std::vector<std::uint8_t>>> EncodeShape(const Operator& op)
-{
-    const DataOutput* const output = op.GetOutputs()[0];
-    if (!CarriesSomething(*output))
-        return std::nullopt;
-    if (const auto* const mesh = dynamic_cast<const MeshOutput*>(output))
-        return EncodeGlb(mesh->GetMeshData().GetMesh());
-    if (const auto* const model = dynamic_cast<const ModelOutput*>(output))
-        return EncodeGlb(model->GetModel());
-    return std::nullopt;
-}
-
-// Starts writing what a target carries now. False when it carries nothing.
-Result<bool> WriteTarget(const GraphSession& session, RenderTarget& target, long long frame, FrameWriter& writer)
-{
-    const std::string path = target.Path(frame);
-    if (target.isGlb)
-    {
-        auto bytes = EncodeShape(*session.GetGraph().Find(target.key));
-        if (bytes && !*bytes)
-            return Error{fmt::format("could not write {}: {}", path, bytes->GetError().message),
-                         bytes->GetError().machine};
-        if (bytes)
-            writer.Write(std::move(**bytes), path);
-        return bytes.has_value();
-    }
-    const Result<Texture> texture = target.scene ? target.scene->Draw(*session.GetGraph().Find(target.key))
-                                                 : Result<Texture>(session.GetTexture(target.key));
-    if (!texture)
-        return texture.GetError();
-    if (target.video)
-        target.video->Write(*texture, frame);
-    else if (*texture)
-        writer.Write(*texture, FindImageFormat(path).value_or(ImageFormat::Png), path);
-    return bool(*texture);
-}
-
-Status WriteFrame(const GraphSession& session, std::vector<RenderTarget>& targets, long long frame, FrameWriter& writer)
-{
-    for (RenderTarget& target : targets)
-    {
-        const Result<bool> written = WriteTarget(session, target, frame, writer);
-        if (!written)
-            return written.GetError();
-        if (!*written && ++target.emptyFrames == 1)
-            PrintCarriesNothing(target, *session.GetGraph().Find(target.key), frame);
-    }
+    if (!options.operators.empty() || !session.GetDefaultOutputs().empty())
+        return Ok();
+    const std::string graph = Printable(options.graph);
+    const auto& operators = session.GetGraph().GetOperators();
+    if (operators.empty())
+        return Error{fmt::format("{}: the graph has no operators: there is nothing to render.", graph)};
+    const bool hasOutputs = std::ranges::any_of(operators, [](const auto& op) { return !op->GetOutputs().empty(); });
+    if (!hasOutputs && options.output.empty())
+        return Ok(); // nobody can expect a file
+    if (!options.output.empty())
+        return Error{fmt::format("{}: {}, so that --output has nothing to write.{}", graph,
+                                 hasOutputs ? "every output feeds something" : "no operator has an output",
+                                 hasOutputs ? " Choose what with --operator." : "")};
+    LogInfo(fmt::format("{}: every output feeds something, so that no output is written. Choose one with --operator.",
+                        graph));
     return Ok();
 }
 
-bool HasFailed(const std::vector<RenderTarget>& targets, const FrameWriter& writer)
+// The options of pictures that are drawn mean nothing when none is.
+Status CheckSceneOptions(const SceneOptions& options, const Outputs& outputs)
 {
-    return writer.HasFailed() || std::ranges::any_of(targets, [](const RenderTarget& target)
-                                                     { return target.video && target.video->HasFailed(); });
+    const std::string_view given = options.FindGiven();
+    if (given.empty() ||
+        std::ranges::find(outputs, ExportedOutput::Kind::Drawing, &ExportedOutput::kind) != outputs.end())
+        return Ok();
+    const auto shape = std::ranges::find(outputs, ExportedOutput::Kind::Shape, &ExportedOutput::kind);
+    const std::string hint = shape == outputs.end() ? "" : fmt::format(": with --output {}.png it would", shape->key);
+    return Error{
+        fmt::format("{}: it is for pictures of meshes, models and materials, and this run draws none{}.", given, hint)};
 }
 
-// Waits until all files are complete. Returns the first failure.
-Status FinishFiles(const std::vector<RenderTarget>& targets, FrameWriter& writer)
+Result<Exporter> MakeExporter(const RenderOptions& options, const FrameRange& frames, GraphSession& session)
 {
-    Status written = writer.Finish();
-    for (const RenderTarget& target : targets)
-    {
-        Status finished = target.video ? target.video->Finish() : Ok();
-        if (written)
-            written = std::move(finished);
-    }
-    return written;
+    if (const Status writes = CheckDefaultOutputs(options, session); !writes)
+        return writes.GetError();
+    const Result<SceneView> view = ReadSceneView(options.scene);
+    if (!view)
+        return view.GetError();
+    Result<Exporter> exporter =
+        Exporter::Create(session, {options.operators, frames, options.output, *view, WriteOutput, GetInterruptToken()});
+    if (!exporter && exporter.GetError().message.starts_with("output "))
+        return Error{"--" + exporter.GetError().message, exporter.GetError().machine};
+    if (!exporter)
+        return exporter;
+    if (const Status sensible = CheckSceneOptions(options.scene, exporter->GetOutputs()); !sensible)
+        return sensible.GetError();
+    return exporter;
 }
 
-// Runs the frames and writes their files, until something stands in the way.
-Status RunFrames(GraphSession& session, std::vector<RenderTarget>& targets, const FrameRange& frames)
+int PrintInterruption(const Outputs& outputs)
 {
-    std::vector<std::string> keys;
-    std::ranges::transform(targets, std::back_inserter(keys), &RenderTarget::key);
-    FrameWriter writer;
-    Progress progress(frames.Count());
-    Status encoded = Ok();
-    for (long long frame = frames.first; frame <= frames.last && encoded; ++frame)
-    {
-        if (WasInterrupted() || HasFailed(targets, writer) || Graphics::IsLost())
-            break;
-        const TraceSpan span("frame", fmt::format("frame {}", frame));
-        session.GoToFrame(frame, keys);
-        encoded = WriteFrame(session, targets, frame, writer);
-        progress.Show(frame - frames.first + 1);
-    }
-    Status written = FinishFiles(targets, writer);
-    GraphSession::Finish();
-    return encoded ? written : encoded;
-}
-
-int PrintInterruption(const std::vector<RenderTarget>& targets)
-{
-    const bool hasVideo =
-        std::ranges::any_of(targets, [](const RenderTarget& target) { return target.video != nullptr; });
+    const bool hasVideo = std::ranges::any_of(outputs, &ExportedOutput::isVideo);
     return PrintInterrupted(fmt::format("The run was interrupted; the files written so far are complete{}.",
                                         hasVideo ? ", and a video that was not is gone" : ""));
 }
 
 // Says how often the operator carried nothing, unless that was said when it happened.
-void PrintGaps(const RenderTarget& target)
+void PrintGaps(const ExportedOutput& output)
 {
-    const std::string_view loss = target.video && !target.video->HasPictures() ? ": no video is written for it" : "";
-    if (target.emptyFrames > 1 || !loss.empty())
-        PrintError(fmt::format("The operator {} carried nothing after {} frame{} in all{}.", Quoted(target.key),
-                               target.emptyFrames, target.emptyFrames == 1 ? "" : "s", loss));
+    const std::string_view loss = output.isVideo && !output.hasPictures ? ": no video is written for it" : "";
+    if (output.emptyFrames > 1 || !loss.empty())
+        PrintError(fmt::format("The operator {} carried nothing after {} frame{} in all{}.", Quoted(output.key),
+                               output.emptyFrames, output.emptyFrames == 1 ? "" : "s", loss));
 }
 
 // Says how the run ended and returns the exit status.
-int Conclude(const Status& written, const std::vector<RenderTarget>& targets, const Console& console)
+int Conclude(const Status& written, const Outputs& outputs, const Console& console)
 {
     if (WasInterrupted())
-        return PrintInterruption(targets); // the process ends by the signal
+        return PrintInterruption(outputs); // the process ends by the signal
     if (Graphics::IsLost())
         return MachineFailed; // the log says so already
     if (!written)
         return PrintError(written.GetError());
     int status = console.HasErrors() ? WrongInput : Done;
-    for (const RenderTarget& target : targets)
+    for (const ExportedOutput& output : outputs)
     {
-        if (target.emptyFrames == 0)
+        if (output.emptyFrames == 0)
             continue;
         status = WrongInput;
-        PrintGaps(target);
+        PrintGaps(output);
     }
     return status;
+}
+
+Status RunFrames(Exporter& exporter, const FrameRange& frames)
+{
+    Progress progress(frames.Count());
+    return exporter.Run(
+        {[&](long long done) { progress.Show(done); }, [](const std::string& message) { PrintError(message); }});
 }
 
 int RunRender(const RenderOptions& options, const CommonOptions& common, const Console& console)
@@ -221,15 +133,15 @@ int RunRender(const RenderOptions& options, const CommonOptions& common, const C
     if (!session)
         return PrintError(session.GetError());
     WatchForInterrupts();
-    Result<std::vector<RenderTarget>> targets = MakeRenderTargets(options, *session, *frames);
-    if (!targets)
-        return PrintError(targets.GetError());
+    Result<Exporter> exporter = MakeExporter(options, *frames, *session);
+    if (!exporter)
+        return PrintError(exporter.GetError());
 
     const bool timed = common.stats && Graphics::StartTimings();
-    const Status written = RunFrames(*session, *targets, *frames);
+    const Status written = RunFrames(*exporter, *frames);
     if (common.stats)
         PrintNote(FormatStatistics(session->GetGraph(), timed));
-    return Conclude(written, *targets, console);
+    return Conclude(written, exporter->GetOutputs(), console);
 }
 
 } // namespace

@@ -254,7 +254,7 @@ TEST_CASE("The option --output - takes the file of one operator and one frame on
         const Outcome outcome = Render(folder, Joined({"--output", "-"}, more));
         CHECK(outcome.status == 1);
         CHECK(outcome.output == nothing);
-        CHECK(Contains(outcome.error, "standard output takes the file of one operator and one frame"));
+        CHECK(Contains(outcome.error, "--output -: it takes the file of one operator and one frame"));
     }
 }
 
@@ -333,6 +333,8 @@ TEST_CASE("A graph whose operators have no outputs runs and writes nothing")
     CHECK(outcome.status == 0);
     CHECK(outcome.error == "info: sink takes a texture\n");
     CHECK(Written(folder).empty());
+    CHECK(Render(folder, {"--plugin", TEST_OPERATORS_PLUGIN, "--output", "x.png"}).error ==
+          "error: graph.varkle: no operator has an output, so that --output has nothing to write.\n");
 }
 
 TEST_CASE("Rendering a graph with a window opens none and writes the other outputs, with and without a display")
@@ -364,7 +366,8 @@ TEST_CASE("A graph whose every output goes to a window runs and writes nothing")
     const Outcome outcome = Render(folder, Joined({"--frames", "3", "--set", "show.Open=true"}, plugins));
     CHECK(outcome.status == 0);
     CHECK(outcome.output == nothing);
-    CHECK(outcome.error == "info: heard speaks\ninfo: heard speaks\ninfo: heard speaks\n");
+    CHECK(outcome.error == "info: graph.varkle: every output feeds something, so that no output is written. Choose one "
+                           "with --operator.\ninfo: heard speaks\ninfo: heard speaks\ninfo: heard speaks\n");
     CHECK(Written(folder).empty());
 
     SECTION("but for what is asked for by name")

@@ -22,6 +22,11 @@ using namespace Varkle::Testing;
 namespace
 {
 
+// What render says of a graph that only saves pictures by itself.
+const std::string remark =
+    ": every output feeds something, so that no output is written. Choose one with --operator.\n";
+const std::string note = "info: graphs/graph.varkle" + remark;
+
 const std::string harbour = VARKLE_SOURCES "/examples/harbour.jpg";
 
 // Returns a Save Image; `parameters` is what stands in the document's braces.
@@ -70,7 +75,7 @@ TEST_CASE("Rendering a graph that saves a picture writes it below the document's
     const Outcome outcome = folder.Render();
     CHECK(outcome.status == 0);
     CHECK(outcome.output == nothing);
-    CHECK(outcome.error == "info: Saved " + folder.Out("image.png") + "\n");
+    CHECK(outcome.error == note + "info: Saved " + folder.Out("image.png") + "\n");
     CHECK(folder.Written() == Names{"image.png"});
     CHECK(folder.Count() == 1); // the color feeds Save Image: it is not written
     CHECK(FirstPixel(folder.Out("image.png")) == Rgba8{51, 102, 153, 204});
@@ -130,7 +135,7 @@ TEST_CASE("An expression saves a picture on every frame where it is not zero, tr
     {
         const Outcome outcome = folder.Render({"--frames", "5"});
         CHECK(outcome.status == 0);
-        CHECK(outcome.error == nothing);
+        CHECK(outcome.error == note);
         CHECK(folder.Written().empty());
     }
 }
@@ -142,7 +147,7 @@ TEST_CASE("The program ends when every picture of a sequence is written and repo
         SaveOperator("color", R"("Folder": "out", "File Name": "f", "Numbering": "Counter", "Save": "1")"));
     const Outcome outcome = folder.Render({"--frames", "100"});
     CHECK(outcome.status == 0);
-    CHECK(std::count(outcome.error.begin(), outcome.error.end(), '\n') == 100);
+    CHECK(std::count(outcome.error.begin(), outcome.error.end(), '\n') == 101); // with the note
     REQUIRE(folder.Written().size() == 100);
     for (const int frame : {0, 1, 42, 98, 99})
     {
@@ -211,7 +216,7 @@ TEST_CASE("When there is no room for a saved picture the one that was there stay
     WriteBytes(folder.Out("image.bmp"), "the old picture");
     const Outcome outcome = folder.Command("render", {}).LimitFileSize(70'000'000).Run();
     CHECK(outcome.status == 1);
-    CHECK(outcome.error == "error: Could not write " + folder.Out("image.bmp") + "\n");
+    CHECK(outcome.error == note + "error: Could not write " + folder.Out("image.bmp") + "\n");
     CHECK(ReadBytes(folder.Out("image.bmp")) == "the old picture");
     CHECK(folder.Written() == Names{"image.bmp"});
 }
@@ -240,8 +245,8 @@ TEST_CASE("The graph in Save Image's document saves a picture every 30 frames")
     WriteBytes(folder / "graph.varkle", graph);
     const Outcome outcome = Program({"render", "graph.varkle", "--frames", "31"}).In(folder.GetPath()).Run();
     CHECK(outcome.status == 0);
-    CHECK(outcome.error ==
-          "info: Saved " + folder / "pulse_0000.png" + "\ninfo: Saved " + folder / "pulse_0001.png" + "\n");
+    CHECK(outcome.error == "info: graph.varkle" + remark + "info: Saved " + folder / "pulse_0000.png" +
+                               "\ninfo: Saved " + folder / "pulse_0001.png" + "\n");
     CHECK(folder.Count() == 3);
 }
 

@@ -69,11 +69,11 @@ Result<OutputPattern> OutputPattern::Read(std::string_view pattern, bool several
         pattern, [](std::string_view) {},
         [&](const Placeholder& placeholder) { (placeholder.isFrame ? hasFrame : hasKey) = true; });
     if (unknown)
-        return Error{fmt::format("--output {}: {{{}}} is not known; there are {{key}}, {{frame}} and {{frame:04}}.",
+        return Error{fmt::format("output {}: {{{}}} is not known; there are {{key}}, {{frame}} and {{frame:04}}.",
                                  Quoted(pattern), *unknown)};
     if (severalOperators && !hasKey)
         return Error{
-            fmt::format("--output {}: several operators are written, so the path needs {{key}}.", Quoted(pattern))};
+            fmt::format("output {}: several operators are written, so the path needs {{key}}.", Quoted(pattern))};
     OutputPattern result;
     result.pattern = pattern;
     if (severalFrames && !hasFrame)
@@ -97,8 +97,7 @@ std::string OutputPattern::Path(std::string_view key, long long frame) const
 
 std::optional<ImageFormat> FindImageFormat(const std::string& path)
 {
-    std::string extension = std::filesystem::path(path).extension().string();
-    extension = ToLower(extension);
+    const std::string extension = ToLower(std::filesystem::path(path).extension().string());
     if (extension == ".jpeg")
         return ImageFormat::Jpg;
     for (const ImageFormat format : {ImageFormat::Png, ImageFormat::Jpg, ImageFormat::Bmp, ImageFormat::Tga})

@@ -15,7 +15,8 @@ class VARKLE_API OutputPattern
 {
 public:
     /// Reads a pattern. Several frames need {frame}: without it "_{frame:04}" is put before the extension. Fails when
-    /// several operators would be written to one file, or a replacement is unknown.
+    /// several operators would be written to one file, or a replacement is unknown; the error begins with `output
+    /// "..."`.
     static Result<OutputPattern> Read(std::string_view pattern, bool severalOperators, bool severalFrames);
 
     /// Returns the path for an operator and a frame.

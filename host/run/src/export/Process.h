@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -19,12 +20,13 @@ namespace Varkle
 /// Returns the path of the program that the environment's PATH finds under a name; empty when there is none.
 std::string FindProgram(std::string_view name);
 
-/// Is another program that takes in bytes through its standard input. What it prints goes nowhere, what it prints as
-/// errors is kept. It has a process group of its own: Ctrl-C in the terminal does not reach it. One that still runs in
-/// the end is killed.
+/// Is another program that takes in bytes through its standard input. What it prints goes nowhere, of what it prints as
+/// errors the last 64 KiB are kept. It has a process group of its own: Ctrl-C in the terminal does not reach it. One
+/// that still runs in the end is killed.
 ///
-/// Write and CloseInput may be called by one other thread, the rest belongs to the thread that started it. SIGPIPE must
-/// be ignored.
+/// Write and CloseInput may be called by one other thread, which must not receive SIGPIPE (blocked there or ignored by
+/// the process); the rest belongs to the thread that started it. Where the process ignores SIGCHLD, the system does not
+/// tell how the program ended, and it counts as failed.
 class Process
 {
 public:
@@ -54,17 +56,24 @@ public:
 
     /// Returns the last lines that it printed as errors, without empty ones.
     std::vector<std::string> GetLastErrors(std::size_t count) const;
+    /// Returns what was kept of them.
+    std::string GetErrors() const;
 
 private:
-    Process(pid_t child, int inputPipe, int errorFile) : pid(child), input(inputPipe), errors(errorFile) {}
+    Process(pid_t child, int inputPipe, int errorPipe) : pid(child), input(inputPipe), errors(errorPipe) {}
 
     bool LookForEnd();
+    void TakeErrors() const;
 
     pid_t pid;
     int input;              // the end of a pipe that never blocks, -1 when closed
-    int errors;             // a file without a name
+    int errors;             // the end of a pipe that never blocks
     std::optional<int> end; // how it ended, as waitpid tells it
     std::atomic<bool> killed = false;
+
+    // Whoever waits for the program takes in what it says, so that it never waits for that.
+    mutable std::mutex mutex;
+    mutable std::string errorText;
 };
 
 } // namespace Varkle

@@ -1,4 +1,4 @@
-#include "FrameQueue.h"
+#include "export/FrameQueue.h"
 
 #include <utility>
 

@@ -1,15 +1,16 @@
 #pragma once
 
-#include "FrameQueue.h"
-#include "Process.h"
 #include "Varkle/Core/PendingFile.h"
 #include "Varkle/Core/Result.h"
 #include "Varkle/Gpu/Texture.h"
-#include "VideoFormat.h"
+#include "export/FrameQueue.h"
+#include "export/Process.h"
+#include "export/VideoFormat.h"
 
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +26,8 @@ class VideoWriter
 public:
     /// Prepares a video of that many frames; its path must have a format (FindVideoFormat). Fails when there is no
     /// ffmpeg, or the file can't be made.
-    static Result<std::unique_ptr<VideoWriter>> Create(const std::string& path, double frameRate, long long frameCount);
+    static Result<std::unique_ptr<VideoWriter>> Create(const std::string& path, double frameRate, long long frameCount,
+                                                       std::stop_token stop);
     ~VideoWriter();
     VideoWriter(const VideoWriter&) = delete;
     VideoWriter& operator=(const VideoWriter&) = delete;
@@ -39,8 +41,8 @@ public:
     /// True when a frame had a texture: without one there is no video.
     bool HasPictures() const { return process != nullptr; }
 
-    /// Waits for the file and gives it its name. A video that lacks frames, or whose making is interrupted, goes
-    /// without an error.
+    /// Waits for the file and gives it its name. A video that lacks frames, or whose making is stopped, goes without
+    /// an error.
     Status Finish();
 
 private:
@@ -54,12 +56,13 @@ private:
         Refused // ffmpeg takes no more
     };
 
-    VideoWriter(std::string filePath, double rate, long long count);
+    VideoWriter(std::string filePath, double rate, long long count, std::stop_token stopToken);
 
     Status Prepare();
     void Start(glm::ivec2 size);
     bool CheckSize(const Texture& texture, long long number);
     void AddLast();
+    std::size_t MostFrames() const;
     void WaitForFewerThan(std::size_t count);
     void Feed();
     bool FeedNext(std::vector<std::uint8_t>& scratch);
@@ -72,6 +75,7 @@ private:
     const VideoFormat& format;
     double frameRate;
     long long frameCount;
+    std::stop_token stop;
     std::string ffmpeg; // where the program lies
     std::unique_ptr<PendingFile> file;
 

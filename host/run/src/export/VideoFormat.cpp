@@ -1,4 +1,4 @@
-#include "VideoFormat.h"
+#include "export/VideoFormat.h"
 
 #include "Varkle/Core/Text.h"
 
@@ -71,8 +71,7 @@ void Enlarge(const Image& image, glm::ivec2 size, std::vector<std::uint8_t>& pix
 
 const VideoFormat* FindVideoFormat(const std::string& path)
 {
-    std::string extension = std::filesystem::path(path).extension().string();
-    extension = ToLower(extension);
+    const std::string extension = ToLower(std::filesystem::path(path).extension().string());
     const auto* const found = std::ranges::find(formats, extension, &VideoFormat::extension);
     return found == formats.end() ? nullptr : found;
 }

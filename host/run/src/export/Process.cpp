@@ -1,4 +1,4 @@
-#include "Process.h"
+#include "export/Process.h"
 
 #include "Varkle/Core/Text.h"
 
@@ -15,7 +15,6 @@
 #include <poll.h>
 #include <set>
 #include <spawn.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -72,17 +71,15 @@ int Spawn(const std::string& path, std::vector<std::string>& arguments, int inpu
     return posix_spawn(&pid, path.c_str(), &settings.files, &settings.attributes, list.data(), environ);
 }
 
-// Makes a pipe whose writing end never blocks and that holds as much as an unprivileged user may ask for.
-bool MakePipe(int& readingEnd, int& writingEnd)
+// Makes a pipe one end of which, the writing or the reading one, never blocks.
+bool MakePipe(int& readingEnd, int& writingEnd, bool writes)
 {
-    constexpr int capacity = 1 << 20;
     std::array<int, 2> ends = {-1, -1};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
         return false;
     readingEnd = ends[0];
     writingEnd = ends[1];
-    fcntl(writingEnd, F_SETFL, O_NONBLOCK);
-    fcntl(writingEnd, F_SETPIPE_SZ, capacity); // a smaller one does as well
+    fcntl(writes ? writingEnd : readingEnd, F_SETFL, O_NONBLOCK);
     return true;
 }
 
@@ -128,15 +125,18 @@ std::string FindProgram(std::string_view name)
 
 Result<std::unique_ptr<Process>> Process::Start(const std::string& path, std::vector<std::string> arguments)
 {
-    std::signal(SIGCHLD, SIG_DFL); // a caller that had it ignored would keep from us how the child ended
+    constexpr int capacity = 1 << 20; // as much as an unprivileged user may ask for; a smaller one does as well
     int reading = -1;
     int writing = -1;
-    int errors = memfd_create("standard error", MFD_CLOEXEC);
+    int errors = -1;
+    int childErrors = -1;
     pid_t pid = -1;
-    const bool prepared = errors != -1 && MakePipe(reading, writing);
+    const bool prepared = MakePipe(reading, writing, true) && MakePipe(errors, childErrors, false);
+    fcntl(writing, F_SETPIPE_SZ, capacity);
     const std::lock_guard lock(Running().mutex);
-    const int reason = prepared ? Spawn(path, arguments, reading, errors, pid) : errno;
+    const int reason = prepared ? Spawn(path, arguments, reading, childErrors, pid) : errno;
     CloseFile(reading);
+    CloseFile(childErrors);
     if (reason == 0)
     {
         Running().ids.insert(pid);
@@ -172,6 +172,7 @@ bool Process::Write(std::span<const std::uint8_t> bytes) const
         }
         if (errno != EAGAIN && errno != EINTR)
             return false;
+        TakeErrors();
         constexpr int patience = 50; // milliseconds: a relative of a killed child may hold the pipe open
         pollfd entry{input, POLLOUT, 0};
         poll(&entry, 1, patience);
@@ -190,6 +191,7 @@ bool Process::WaitForEnd(std::chrono::milliseconds timeout)
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (!LookForEnd())
     {
+        TakeErrors();
         if (std::chrono::steady_clock::now() >= deadline)
             return false;
         std::this_thread::sleep_for(step);
@@ -238,12 +240,30 @@ std::string Process::DescribeEnd() const
     return fmt::format("ended with exit status {}", WEXITSTATUS(state));
 }
 
+void Process::TakeErrors() const
+{
+    constexpr std::size_t mostKept = 1 << 16;
+    std::array<char, 16384> buffer;
+    const std::lock_guard lock(mutex);
+    for (ssize_t count = 0; (count = read(errors, buffer.data(), buffer.size())) > 0;)
+    {
+        errorText.append(buffer.data(), std::size_t(count));
+        if (errorText.size() > mostKept)
+            errorText.erase(0, errorText.size() - mostKept);
+    }
+}
+
+std::string Process::GetErrors() const
+{
+    TakeErrors();
+    const std::lock_guard lock(mutex);
+    return errorText;
+}
+
 std::vector<std::string> Process::GetLastErrors(std::size_t count) const
 {
-    std::array<char, 4096> buffer;
-    const off_t size = lseek(errors, 0, SEEK_END);
-    const ssize_t length = pread(errors, buffer.data(), buffer.size(), std::max(off_t(0), size - off_t(buffer.size())));
-    std::string_view text(buffer.data(), std::size_t(std::max(ssize_t(0), length)));
+    const std::string kept = GetErrors();
+    std::string_view text = kept;
     std::vector<std::string> lines;
     while (!text.empty() && lines.size() < count)
     {

@@ -1,13 +1,14 @@
-#include "VideoWriter.h"
+#include "export/VideoWriter.h"
 
-#include "Interrupts.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
+#include "Varkle/Gpu/PictureMemory.h"
 
 #include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fmt/format.h>
 #include <new>
@@ -18,9 +19,6 @@ namespace Varkle
 
 namespace
 {
-
-// One picture that ffmpeg takes in, one that is ready for it, and two on their way from the GPU.
-constexpr std::size_t mostFrames = 4;
 
 constexpr std::chrono::milliseconds patience(50); // between two looks at whether the user interrupts
 
@@ -48,15 +46,19 @@ std::string ToPlainText(std::string line)
 
 } // namespace
 
-VideoWriter::VideoWriter(std::string filePath, double rate, long long count)
-    : path(std::move(filePath)), format(*FindVideoFormat(path)), frameRate(rate), frameCount(count)
+VideoWriter::VideoWriter(std::string filePath, double rate, long long count, std::stop_token stopToken)
+    : path(std::move(filePath)),
+      format(*FindVideoFormat(path)),
+      frameRate(rate),
+      frameCount(count),
+      stop(std::move(stopToken))
 {
 }
 
 Result<std::unique_ptr<VideoWriter>> VideoWriter::Create(const std::string& path, double frameRate,
-                                                         long long frameCount)
+                                                         long long frameCount, std::stop_token stop)
 {
-    std::unique_ptr<VideoWriter> writer(new VideoWriter(path, frameRate, frameCount));
+    std::unique_ptr<VideoWriter> writer(new VideoWriter(path, frameRate, frameCount, std::move(stop)));
     if (const Status prepared = writer->Prepare(); !prepared)
         return prepared.GetError();
     return writer;
@@ -95,7 +97,7 @@ void VideoWriter::Write(const Texture& texture, long long number)
         Start({texture.GetWidth(), texture.GetHeight()});
     if (HasFailed() || (texture && !CheckSize(texture, number)))
         return;
-    WaitForFewerThan(mostFrames);
+    WaitForFewerThan(MostFrames());
     if (texture)
         lastFrame = ReadBack(texture, queue);
     AddLast();
@@ -121,9 +123,9 @@ void VideoWriter::Start(glm::ivec2 size)
     feeder = std::thread([this] { Feed(); });
     if (blankFrames > 0)
         lastFrame = MakeBlankFrame(size);
-    for (long long i = 0; i < blankFrames && !HasFailed() && !WasInterrupted(); ++i)
+    for (long long i = 0; i < blankFrames && !HasFailed() && !stop.stop_requested(); ++i)
     {
-        WaitForFewerThan(mostFrames);
+        WaitForFewerThan(MostFrames());
         AddLast();
     }
 }
@@ -145,10 +147,18 @@ void VideoWriter::AddLast()
     ++addedFrames;
 }
 
+// One picture that ffmpeg takes in, one that is ready for it, and two on their way from the GPU, as far as memory goes.
+std::size_t VideoWriter::MostFrames() const
+{
+    constexpr std::uint64_t most = 4;
+    const std::uint64_t bytes = std::uint64_t(pictureSize.x) * std::uint64_t(pictureSize.y) * 4;
+    return std::size_t(std::clamp<std::uint64_t>(PictureMemoryBudget / bytes, 1, most));
+}
+
 // Lets read-backs in meanwhile. Comes back early when the user interrupts or the video can't be finished.
 void VideoWriter::WaitForFewerThan(std::size_t count)
 {
-    while (!WasInterrupted())
+    while (!stop.stop_requested())
     {
         const bool reading = Graphics::HasReadBacks();
         if (queue->WaitForFewerThan(count, reading ? std::chrono::milliseconds(0) : patience))
@@ -162,6 +172,11 @@ void VideoWriter::WaitForFewerThan(std::size_t count)
 void VideoWriter::Feed()
 {
     pthread_setname_np(pthread_self(), "varkle video");
+    // An ffmpeg that takes no more is an error of the write, whatever the process does about the signal.
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
     std::vector<std::uint8_t> scratch;
     for (long long fed = 0; fed < frameCount; ++fed)
     {
@@ -201,12 +216,13 @@ Status VideoWriter::Finish()
     const bool isWhole = process && addedFrames == frameCount;
     if (isWhole)
         WaitForFfmpeg();
-    if (!failure && process && !WasInterrupted())
+    if (!failure && process && !stop.stop_requested())
         failure = FindFailure();
     EndFeeding();
+    const std::unique_ptr<PendingFile> made = std::move(file); // goes unless it is kept
     if (failure)
         return *failure;
-    return isWhole && process->HasSucceeded() ? file->Keep() : Ok();
+    return isWhole && process->HasSucceeded() ? made->Keep() : Ok();
 }
 
 // Comes back early when the user interrupts or the video can't be finished.
@@ -214,7 +230,7 @@ void VideoWriter::WaitForFfmpeg()
 {
     WaitForFewerThan(1);
     const TraceSpan span("file", path);
-    while (!HasFailed() && !WasInterrupted() && !process->WaitForEnd(patience))
+    while (!HasFailed() && !stop.stop_requested() && !process->WaitForEnd(patience))
     {
     }
 }

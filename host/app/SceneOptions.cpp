@@ -1,8 +1,7 @@
-#include "ScenePicture.h"
+#include "SceneOptions.h"
 
 #include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/Image.h"
-#include "Varkle/Gpu/Ports.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -129,34 +128,6 @@ Result<SceneView> ReadSceneView(const SceneOptions& options)
     if (!status)
         return status.GetError();
     return view;
-}
-
-bool IsSceneType(std::string_view dataTypeName)
-{
-    return dataTypeName == "Mesh" || dataTypeName == "Model" || dataTypeName == "Material";
-}
-
-bool CarriesSomething(const DataOutput& output)
-{
-    const auto* const model = dynamic_cast<const ModelOutput*>(&output);
-    return output.IsActive() && (!model || model->GetModel().GetRootNode());
-}
-
-Result<Texture> ScenePicture::Draw(const Operator& op)
-{
-    const DataOutput* const output = op.GetOutputs()[0];
-    if (!CarriesSomething(*output))
-        return Texture();
-    Texture picture;
-    if (const auto* const mesh = dynamic_cast<const MeshOutput*>(output))
-        picture = renderer.Render(mesh->GetMeshData().GetMesh(), view);
-    else if (const auto* const model = dynamic_cast<const ModelOutput*>(output))
-        picture = renderer.Render(model->GetModel(), view);
-    else if (const auto* const material = dynamic_cast<const MaterialOutput*>(output))
-        picture = renderer.Render(material->GetMaterialData().GetMaterial(), view);
-    if (picture)
-        return picture;
-    return Error{fmt::format("the picture of the operator {} could not be drawn.", Quoted(op.GetKey())), true};
 }
 
 } // namespace Varkle

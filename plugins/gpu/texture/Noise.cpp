@@ -2,8 +2,8 @@
 
 #include "Varkle/Gpu/BindGroupBuilder.h"
 #include "Varkle/Gpu/PassRecorder.h"
-#include "Varkle/Kit/ShaderCache.h"
 #include "Varkle/Kit/FullScreenPass.h"
+#include "Varkle/Kit/ShaderCache.h"
 
 #include <glm/gtc/matrix_transform.hpp>
 

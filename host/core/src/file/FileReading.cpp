@@ -1,8 +1,8 @@
 #include "Varkle/Core/FileReading.h"
 
 #include "Varkle/Core/Operator.h"
-#include "graph/OperatorState.h"
 #include "file/SystemReason.h"
+#include "graph/OperatorState.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -6,6 +6,7 @@
 #include "model/GltfJson.h"
 #include "model/GltfMaterials.h"
 #include "model/GltfNodes.h"
+#include "model/GltfUris.h"
 
 #include <cstdint>
 #include <exception>
@@ -65,6 +66,8 @@ void Walk(GltfFile& file)
             Touch(*view);
         if (const std::vector<unsigned char>* const bytes = FindLifted(file.embedded, image.uri))
             Touch(*bytes);
+        else
+            sum += FindRefusal(image.uri).has_value();
     }
     std::vector<std::vector<Mesh>> meshes;
     for (const tinygltf::Mesh& mesh : file.model.meshes)

@@ -96,6 +96,14 @@ private:
                                                 "POSITION",
                                                 "data:;base64,AAAA",
                                                 "data:embedded-0",
+                                                "data:,x",
+                                                "uri",
+                                                "0.bin",
+                                                "../0.bin",
+                                                "../../0.bin",
+                                                "/etc/passwd",
+                                                "%2fetc%2fpasswd",
+                                                "file:0.bin",
                                                 Json::array(),
                                                 Json::object()};
         if (value.is_number_integer() && Once(2))

@@ -233,6 +233,29 @@ TEST_CASE("A picture that can't be loaded leaves its operator without one, which
     }
 }
 
+TEST_CASE("A model takes in no file from outside of its folders")
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_directories(folder / "a/b");
+    const std::string secret(36, 's'); // three positions
+    WriteBytes(folder / "secret.bin", secret);
+    WriteBytes(folder / "a/b/ship.gltf",
+               R"({"asset": {"version": "2.0"}, "scenes": [{"nodes": [0]}], "nodes": [{"mesh": 0}],
+                   "meshes": [{"primitives": [{"attributes": {"POSITION": 0}}]}],
+                   "accessors": [{"bufferView": 0, "componentType": 5126, "count": 3, "type": "VEC3"}],
+                   "bufferViews": [{"buffer": 0, "byteLength": 36}],
+                   "buffers": [{"byteLength": 36, "uri": "../../secret.bin"}]})");
+    WriteBytes(folder / "graph.varkle", Document(R"({"key": "ship", "type": "Varkle.Model.Load3DModel",)"
+                                                 R"( "parameters": {"File Path": "a/b/ship.gltf"}})"));
+    const Outcome outcome = Render(folder, {"--output", "ship.glb"});
+    CHECK(outcome.status == 0);
+    CHECK(outcome.error.starts_with("warning: "));
+    CHECK(outcome.error.find("The model \"" + folder / "a/b/ship.gltf" +
+                             "\": The buffer \"../../secret.bin\" is left out. ") != std::string::npos);
+    CHECK(ReadBytes(folder / "ship.glb").starts_with("glTF"));
+    CHECK(ReadBytes(folder / "ship.glb").find(secret) == std::string::npos);
+}
+
 TEST_CASE("A model that can't be loaded is an error of one line, behind which stands what is not written")
 {
     const TemporaryFolder folder;
@@ -241,7 +264,8 @@ TEST_CASE("A model that can't be loaded is an error of one line, behind which st
     const Outcome outcome = Render(folder, {"--output", "ship.png"});
     CHECK(outcome.status == 1);
     CHECK(outcome.error.starts_with("error: "));
-    CHECK(outcome.error.find("ship.glb") != std::string::npos);
+    CHECK(Contains(outcome.error,
+                   "The model \"" + folder / "ship.glb" + "\" can't be read: No such file or directory.\n"));
     CHECK(std::count(outcome.error.begin(), outcome.error.end(), '\n') == 2);
     CHECK(Contains(outcome.error,
                    "\nerror: The operator \"ship\" carries nothing after frame 0, since there is no file "));

@@ -157,6 +157,22 @@ TEST_CASE("The program ends when every picture of a sequence is written and repo
     }
 }
 
+TEST_CASE("Two programs that save into one folder at once lose no picture")
+{
+    for (const char* const numbering : {"Counter", "Timestamp"})
+    {
+        INFO(numbering);
+        const GraphFolder folder(
+            ColorOperator("color", "[1, 0, 0]") + "," +
+            SaveOperator("color", R"("Folder": "out", "Save": "1", "Numbering": ")" + std::string(numbering) + "\""));
+        RunningProgram first = folder.Command("render", {"--frames", "50"}).Start();
+        RunningProgram second = folder.Command("render", {"--frames", "50"}).Start();
+        CHECK(first.Wait().status == 0);
+        CHECK(second.Wait().status == 0);
+        CHECK(folder.Written().size() == 100);
+    }
+}
+
 TEST_CASE("Without numbering a sequence leaves its last frame's picture")
 {
     const GraphFolder folder(ColorOperator("color", R"(["frame / 255", 0, 0])") + "," +

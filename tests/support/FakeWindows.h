@@ -44,6 +44,7 @@ public:
         std::vector<std::shared_ptr<FakeWindow>> windows; ///< all that were ever opened, in order
         std::string refusal;                              ///< why no window can be opened; empty when they can
         bool transparency = true;
+        std::string loss;  ///< why the desktop is gone; empty while it is there
         int processed = 0; ///< calls of ProcessEvents
 
         FakeWindow& Last() const { return *windows.back(); }
@@ -58,6 +59,7 @@ public:
     std::vector<Gui::Display> GetDisplays() const override { return desktop->displays; }
     Result<std::unique_ptr<Gui::PlatformWindow>> Open(const Gui::WindowSettings& settings) override;
     void ProcessEvents() override { ++desktop->processed; }
+    std::string GetLoss() const override { return desktop->loss; }
 
 private:
     std::shared_ptr<Desktop> desktop;

@@ -660,6 +660,41 @@ void VirtualDisplay::Click(glm::ivec2 position)
     XSync(server->display, False);
 }
 
+void VirtualDisplay::Drag(glm::ivec2 from, glm::ivec2 to)
+{
+    MovePointer(from);
+    XTestFakeButtonEvent(server->display, Button1, True, CurrentTime);
+    XSync(server->display, False);
+    MovePointer(to);
+    XTestFakeButtonEvent(server->display, Button1, False, CurrentTime);
+    XSync(server->display, False);
+}
+
+void VirtualDisplay::Scroll(int steps)
+{
+    const unsigned button = steps > 0 ? Button4 : Button5; // X11's buttons for the wheel
+    for (int i = 0; i < std::abs(steps); ++i)
+    {
+        XTestFakeButtonEvent(server->display, button, True, CurrentTime);
+        XTestFakeButtonEvent(server->display, button, False, CurrentTime);
+    }
+    XSync(server->display, False);
+}
+
+void VirtualDisplay::Disconnect(WindowId window)
+{
+    const ErrorsIgnored guard(server->display);
+    XKillClient(server->display, window);
+    XSync(server->display, False);
+}
+
+void VirtualDisplay::SetFullscreen(WindowId window, bool on)
+{
+    const ErrorsIgnored guard(server->display);
+    server->Ask(window, "_NET_WM_STATE", {on ? 1 : 0, long(server->GetAtom("_NET_WM_STATE_FULLSCREEN")), 0, fromPager});
+    XFlush(server->display);
+}
+
 void VirtualDisplay::TypeKey(const std::string& key, const std::vector<std::string>& held)
 {
     for (const std::string& modifier : held)

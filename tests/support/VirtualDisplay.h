@@ -108,6 +108,10 @@ public:
 
     /// Uses the close button.
     void AskToClose(WindowId window);
+    /// Ends the X server's connection with the window's program.
+    void Disconnect(WindowId window);
+    /// Makes the window fullscreen or ends that, as a desktop's keys do.
+    void SetFullscreen(WindowId window, bool on);
     /// Drags the window so that its contents begin there.
     void Move(WindowId window, glm::ivec2 position);
     /// Resizes its contents.
@@ -116,6 +120,10 @@ public:
     /// Brings it to the front, out of minimizing too, and gives it the keys. Needs the window manager.
     void Activate(WindowId window);
     void MovePointer(glm::ivec2 position);
+    /// Moves the pointer from one place to another with its first button held.
+    void Drag(glm::ivec2 from, glm::ivec2 to);
+    /// Turns the wheel by so many steps, away from the user where above 0.
+    void Scroll(int steps);
     /// Moves the pointer there and presses and releases its first button.
     void Click(glm::ivec2 position);
     /// Presses and releases a key while others are held. Names are those of X11: "f", "Escape", "Control_L".

@@ -58,10 +58,12 @@ public:
     GlfwSession& operator=(const GlfwSession&) = delete;
 
     const std::vector<Display>& GetDisplays() const { return displays; }
+    X11::DesktopWatch& GetWatch() { return *watch; }
+    std::string GetLoss() const { return errorsLogged.GetLoss(); }
 
     void ProcessEvents()
     {
-        const bool changed = watch->TakeChange(); // before GLFW, which then knows at least as much
+        const bool changed = watch->TakeDisplayChange(); // before GLFW, which then knows at least as much
         glfwPollEvents();
         if (changed)
             ReadDisplays();
@@ -89,7 +91,7 @@ private:
     X11::ErrorsLogged errorsLogged;
     std::vector<Display> displays;
     std::chrono::steady_clock::time_point lastSignOfLife;
-    std::unique_ptr<X11::DisplayWatch> watch = std::make_unique<X11::DisplayWatch>();
+    std::unique_ptr<X11::DesktopWatch> watch = std::make_unique<X11::DesktopWatch>();
 };
 
 class GlfwPlatform final : public WindowPlatform
@@ -100,9 +102,10 @@ public:
     std::vector<Display> GetDisplays() const override { return session->GetDisplays(); }
     Result<std::unique_ptr<PlatformWindow>> Open(const WindowSettings& settings) override
     {
-        return GlfwWindow::Open(settings);
+        return GlfwWindow::Open(settings, session->GetWatch());
     }
     void ProcessEvents() override { session->ProcessEvents(); }
+    std::string GetLoss() const override { return session->GetLoss(); }
 
 private:
     std::shared_ptr<GlfwSession> session;

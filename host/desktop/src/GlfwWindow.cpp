@@ -54,7 +54,7 @@ bool IsLetterF(int key, int scancode)
 
 } // namespace
 
-Result<std::unique_ptr<PlatformWindow>> GlfwWindow::Open(const WindowSettings& settings)
+Result<std::unique_ptr<PlatformWindow>> GlfwWindow::Open(const WindowSettings& settings, X11::DesktopWatch& watch)
 {
     const GlfwErrorsHeld errors;
     GLFWwindow* window = nullptr;
@@ -67,14 +67,20 @@ Result<std::unique_ptr<PlatformWindow>> GlfwWindow::Open(const WindowSettings& s
         window = CreateWindow(settings);
     if (!window)
         return Error{"The window \"" + settings.title + "\" could not be opened: " + errors.Take() + ".", true};
-    return std::unique_ptr<PlatformWindow>(new GlfwWindow(window, settings));
+    return std::unique_ptr<PlatformWindow>(new GlfwWindow(window, settings, watch));
 }
 
-GlfwWindow::GlfwWindow(GLFWwindow* glfwWindow, const WindowSettings& settings)
-    : window(glfwWindow), alwaysOnTop(settings.alwaysOnTop)
+GlfwWindow::GlfwWindow(GLFWwindow* glfwWindow, const WindowSettings& settings, X11::DesktopWatch& desktopWatch)
+    : window(glfwWindow),
+      watch(desktopWatch),
+      alwaysOnTop(settings.alwaysOnTop),
+      focused(settings.focused),
+      startsMinimized(settings.minimized)
 {
     glfwGetFramebufferSize(window, &resolution.x, &resolution.y);
+    watch.Add(window);
     ListenToEvents();
+    ListenToPointer();
     // An overlay must not flash black before its first picture.
     X11::SetBackground(window, IsTransparent());
     SetPosition(settings.position);
@@ -88,6 +94,7 @@ GlfwWindow::GlfwWindow(GLFWwindow* glfwWindow, const WindowSettings& settings)
 
 GlfwWindow::~GlfwWindow()
 {
+    watch.Remove(window);
     glfwDestroyWindow(window);
 }
 
@@ -111,6 +118,19 @@ void GlfwWindow::ListenToEvents()
                                });
     glfwSetKeyCallback(window, [](GLFWwindow* of, int key, int scancode, int action, int modifiers)
                        { Owner(of).HearKey(key, scancode, action, modifiers); });
+}
+
+void GlfwWindow::ListenToPointer()
+{
+    glfwSetCursorPosCallback(window,
+                             [](GLFWwindow* of, double x, double y)
+                             {
+                                 const glm::vec2 now(x, y);
+                                 const glm::vec2 way = now - std::exchange(Owner(of).pointer, now);
+                                 if (glfwGetMouseButton(of, GLFW_MOUSE_BUTTON_LEFT) == GLFW_PRESS)
+                                     Owner(of).motion.drag += way;
+                             });
+    glfwSetScrollCallback(window, [](GLFWwindow* of, double, double y) { Owner(of).motion.scroll += float(y); });
 }
 
 void GlfwWindow::HearUncover()
@@ -150,12 +170,20 @@ WindowState GlfwWindow::GetState() const
     state.scale = ToDesktopScale(scale);
     state.logicalSize = glm::ivec2(glm::round(glm::vec2(resolution) / state.scale));
     state.minimized = minimized;
+    const X11::DesktopWatch::WindowView view = watch.GetView(window);
+    state.fullscreen = visible && view.fullscreen;
+    state.covered = visible && view.covered;
     return state;
 }
 
 std::vector<WindowEvent> GlfwWindow::TakeEvents()
 {
     return std::exchange(events, {});
+}
+
+PointerMotion GlfwWindow::TakePointerMotion()
+{
+    return std::exchange(motion, {});
 }
 
 void GlfwWindow::SetTitle(const std::string& title)
@@ -183,7 +211,8 @@ void GlfwWindow::EnterFullscreen(const Display& display)
 {
     fullscreen = display;
     glfwSetInputMode(window, GLFW_CURSOR, GLFW_CURSOR_HIDDEN); // the audience has no use for it
-    if (visible)
+    const bool fills = watch.GetView(window).fullscreen && position == display.position && resolution == display.size;
+    if (visible && !fills) // the desktop's own means came first
         X11::EnterFullscreen(window, display);
 }
 
@@ -226,10 +255,11 @@ void GlfwWindow::SetVisible(bool on)
 void GlfwWindow::Show()
 {
     managed = false;
-    X11::PrepareShow(window, fullscreen.has_value(), alwaysOnTop);
+    const X11::ShowState state{fullscreen.has_value(), alwaysOnTop, focused, std::exchange(startsMinimized, false)};
+    X11::PrepareShow(window, state);
     if (fullscreen)
         X11::EnterFullscreen(window, *fullscreen);
-    X11::Show(window, fullscreen.has_value(), alwaysOnTop);
+    X11::Show(window, state);
 }
 
 bool GlfwWindow::IsTransparent() const

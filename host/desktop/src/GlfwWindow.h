@@ -8,6 +8,11 @@
 
 struct GLFWwindow;
 
+namespace Varkle::Gui::X11
+{
+class DesktopWatch;
+}
+
 namespace Varkle::Gui
 {
 
@@ -17,12 +22,13 @@ namespace Varkle::Gui
 class GlfwWindow final : public PlatformWindow
 {
 public:
-    /// Opens it. The error is that of GLFW.
-    static Result<std::unique_ptr<PlatformWindow>> Open(const WindowSettings& settings);
+    /// Opens it. The watch must live as long. The error is that of GLFW.
+    static Result<std::unique_ptr<PlatformWindow>> Open(const WindowSettings& settings, X11::DesktopWatch& watch);
     ~GlfwWindow() override;
 
     WindowState GetState() const override;
     std::vector<WindowEvent> TakeEvents() override;
+    PointerMotion TakePointerMotion() override;
     void SetTitle(const std::string& title) override;
     void SetPosition(const glm::ivec2& position) override;
     void SetSize(const glm::ivec2& size) override;
@@ -38,23 +44,29 @@ public:
     void ShowPicture(const Image& picture) override;
 
 private:
-    GlfwWindow(GLFWwindow* glfwWindow, const WindowSettings& settings);
+    GlfwWindow(GLFWwindow* glfwWindow, const WindowSettings& settings, X11::DesktopWatch& desktopWatch);
     void ListenToEvents();
+    void ListenToPointer();
     void HearUncover();
     void HearKey(int key, int scancode, int action, int modifiers);
     void Add(WindowEvent event);
     void Show();
 
     GLFWwindow* window;
+    X11::DesktopWatch& watch;
     // As the last events had them: asking the X server on every frame would wait for it.
     glm::ivec2 position{0, 0};
     glm::ivec2 resolution{0, 0};
     bool minimized = false;
     std::vector<WindowEvent> events;
+    PointerMotion motion;
+    glm::vec2 pointer{0.0f, 0.0f};
     bool visible = false;
     bool managed = false; ///< it was seen since it was shown last, so the window manager has it
     bool alwaysOnTop = false;
     bool interactive = true;
+    bool focused = true;
+    bool startsMinimized = false;
     std::optional<Display> fullscreen; ///< the display that it fills, or is to fill when it is shown
 };
 

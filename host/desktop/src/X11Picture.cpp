@@ -24,7 +24,8 @@ void PutPicture(GLFWwindow* window, const Image& picture)
     }
 
     XWindowAttributes attributes{};
-    XGetWindowAttributes(display, xWindow, &attributes);
+    if (XGetWindowAttributes(display, xWindow, &attributes) == 0)
+        return; // the connection has ended
     XImage image{};
     image.width = picture.GetWidth();
     image.height = picture.GetHeight();

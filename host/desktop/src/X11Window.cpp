@@ -12,7 +12,7 @@
 #include <X11/extensions/shapeconst.h>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -33,7 +33,8 @@ namespace
 unsigned long GetBlack(::Window window)
 {
     XWindowAttributes attributes{};
-    XGetWindowAttributes(glfwGetX11Display(), window, &attributes);
+    if (XGetWindowAttributes(glfwGetX11Display(), window, &attributes) == 0)
+        return 0; // the connection has ended
     return attributes.depth == 32 ? 0xff000000ul : BlackPixelOfScreen(attributes.screen);
 }
 
@@ -48,12 +49,14 @@ int HearError(::Display* xDisplay, XErrorEvent* error)
     return 0;
 }
 
-// Xlib ends the process behind this at the latest, with words and a status of its own.
-int HearEndOfServer(::Display*)
+// Xlib ends the process behind the first one, unless the connection has one of the second kind.
+int KeepQuiet(::Display*)
 {
-    constexpr int machineFailed = 2;
-    LogError("The X server is gone, and with it the windows.");
-    std::_Exit(machineFailed);
+    return 0;
+}
+void HearEnd(::Display*, void* ended)
+{
+    *static_cast<std::atomic<bool>*>(ended) = true;
 }
 
 // Asks the window manager, which is without effect where there is none.
@@ -69,6 +72,20 @@ void AskState(GLFWwindow* window, const char* name, bool on)
     event.xclient.format = 32;
     std::copy(values.begin(), values.end(), event.xclient.data.l);
     XSendEvent(xDisplay, DefaultRootWindow(xDisplay), False, SubstructureNotifyMask | SubstructureRedirectMask, &event);
+}
+
+template<class Change>
+void ChangeHints(GLFWwindow* window, const Change& change)
+{
+    ::Display* const xDisplay = glfwGetX11Display();
+    XWMHints hints{};
+    if (XWMHints* const before = XGetWMHints(xDisplay, glfwGetX11Window(window)))
+    {
+        hints = *before;
+        XFree(before);
+    }
+    change(hints);
+    XSetWMHints(xDisplay, glfwGetX11Window(window), &hints);
 }
 
 // Tells compositors to leave the window alone, or to do as they like: copies cost time, and a frame or two.
@@ -93,16 +110,29 @@ double GetRefreshRate(const XRRModeInfo& mode)
 
 } // namespace
 
-ErrorsLogged::ErrorsLogged()
+ErrorsLogged::ErrorsLogged() : serverName(DisplayString(glfwGetX11Display()))
 {
     XSetErrorHandler(&HearError);
-    XSetIOErrorHandler(&HearEndOfServer);
+    XSetIOErrorHandler(&KeepQuiet);
+    XSetIOErrorExitHandler(glfwGetX11Display(), &HearEnd, &ended);
 }
 
 ErrorsLogged::~ErrorsLogged()
 {
     XSetErrorHandler(nullptr);
     XSetIOErrorHandler(nullptr);
+}
+
+std::string ErrorsLogged::GetLoss() const
+{
+    if (!ended || !loss.empty())
+        return loss;
+    ::Display* const again = XOpenDisplay(serverName.c_str());
+    loss = again ? "The X server has ended this program's connection, and with it the windows."
+                 : "The X server is gone, and with it the windows.";
+    if (again)
+        XCloseDisplay(again);
+    return loss;
 }
 
 bool HasCompositor()
@@ -140,40 +170,94 @@ AlphaForNewWindows::~AlphaForNewWindows()
     screen->screen->root_depth = screen->depth;
 }
 
-struct DisplayWatch::Connection
+struct DesktopWatch::Connection
 {
-    ::Display* display = nullptr;
+    ::Display* display = nullptr; // null when there is none
+    std::map<::Window, WindowView> windows;
+    std::atomic<bool> ended = false;
+
+    void ReadState(::Window window, WindowView& view) const;
 };
 
 // GLFW takes all events of its connection, so this is another one.
-DisplayWatch::DisplayWatch() : connection(std::make_unique<Connection>())
+DesktopWatch::DesktopWatch() : connection(std::make_unique<Connection>())
 {
-    connection->display = XOpenDisplay(DisplayString(glfwGetX11Display()));
+    ::Display* const xDisplay = XOpenDisplay(DisplayString(glfwGetX11Display()));
+    connection->display = xDisplay;
+    if (!xDisplay)
+        return;
+    XSetIOErrorExitHandler(xDisplay, &HearEnd, &connection->ended);
     int event = 0;
     int error = 0;
-    if (!connection->display || !XRRQueryExtension(connection->display, &event, &error))
-        return;
-    XRRSelectInput(connection->display, DefaultRootWindow(connection->display),
-                   RRScreenChangeNotifyMask | RRCrtcChangeNotifyMask | RROutputChangeNotifyMask);
-    XSync(connection->display, False); // from here on nothing is missed
+    if (XRRQueryExtension(xDisplay, &event, &error))
+        XRRSelectInput(xDisplay, DefaultRootWindow(xDisplay),
+                       RRScreenChangeNotifyMask | RRCrtcChangeNotifyMask | RROutputChangeNotifyMask);
+    XSync(xDisplay, False); // from here on nothing is missed
 }
 
-DisplayWatch::~DisplayWatch()
+DesktopWatch::~DesktopWatch()
 {
     if (connection->display)
         XCloseDisplay(connection->display);
 }
 
-bool DisplayWatch::TakeChange()
+bool DesktopWatch::TakeDisplayChange()
 {
     bool changed = false;
-    while (connection->display && XPending(connection->display) > 0)
+    while (connection->display && !connection->ended && XPending(connection->display) > 0)
     {
         XEvent event;
         XNextEvent(connection->display, &event);
-        changed = true;
+        const auto window = connection->windows.find(event.xany.window);
+        if (event.type == VisibilityNotify && window != connection->windows.end())
+            window->second.covered = event.xvisibility.state == VisibilityFullyObscured;
+        else if (event.type == PropertyNotify && window != connection->windows.end())
+            connection->ReadState(window->first, window->second);
+        else if (event.type != VisibilityNotify && event.type != PropertyNotify)
+            changed = true;
     }
     return changed;
+}
+
+void DesktopWatch::Add(GLFWwindow* window)
+{
+    if (!connection->display)
+        return;
+    XSync(glfwGetX11Display(), False); // the other connection must know the window
+    const ::Window xWindow = glfwGetX11Window(window);
+    connection->windows[xWindow] = {};
+    XSelectInput(connection->display, xWindow, VisibilityChangeMask | PropertyChangeMask);
+    XFlush(connection->display);
+}
+
+void DesktopWatch::Remove(GLFWwindow* window)
+{
+    connection->windows.erase(glfwGetX11Window(window));
+}
+
+DesktopWatch::WindowView DesktopWatch::GetView(GLFWwindow* window) const
+{
+    const auto found = connection->windows.find(glfwGetX11Window(window));
+    return found == connection->windows.end() ? WindowView() : found->second;
+}
+
+void DesktopWatch::Connection::ReadState(::Window window, WindowView& view) const
+{
+    constexpr long most = 64; // states of a window; there are a dozen
+    const ::Atom wanted = XInternAtom(display, "_NET_WM_STATE_FULLSCREEN", False);
+    ::Atom type = None;
+    int format = 0;
+    unsigned long count = 0;
+    unsigned long left = 0;
+    unsigned char* states = nullptr;
+    view.fullscreen = false;
+    if (XGetWindowProperty(display, window, XInternAtom(display, "_NET_WM_STATE", False), 0, most, False, XA_ATOM,
+                           &type, &format, &count, &left, &states) != Success ||
+        !states)
+        return;
+    const auto* const atoms = reinterpret_cast<const ::Atom*>(states); // of 32 bits, which Xlib hands over as longs
+    view.fullscreen = type == XA_ATOM && std::find(atoms, atoms + count, wanted) != atoms + count;
+    XFree(states);
 }
 
 void ReadMonitor(GLFWmonitor* monitor, Display& display)
@@ -199,7 +283,7 @@ void ReadMonitor(GLFWmonitor* monitor, Display& display)
     XRRFreeScreenResources(resources);
 }
 
-void PrepareShow(GLFWwindow* window, bool fullscreen, bool alwaysOnTop)
+void PrepareShow(GLFWwindow* window, const ShowState& state)
 {
     ::Display* const xDisplay = glfwGetX11Display();
     const ::Window xWindow = glfwGetX11Window(window);
@@ -209,22 +293,35 @@ void PrepareShow(GLFWwindow* window, bool fullscreen, bool alwaysOnTop)
     hints.flags |= USPosition | USSize;
     XSetWMNormalHints(xDisplay, xWindow, &hints);
 
+    ChangeHints(window,
+                [&](XWMHints& changed)
+                {
+                    changed.flags |= StateHint;
+                    changed.initial_state = state.minimized ? IconicState : NormalState;
+                });
+
+    // By convention the time 0 asks for no focus.
+    const unsigned long never = 0;
+    if (!state.focused)
+        XChangeProperty(xDisplay, xWindow, GetAtom("_NET_WM_USER_TIME"), XA_CARDINAL, 32, PropModeReplace,
+                        reinterpret_cast<const unsigned char*>(&never), 1);
+
     std::vector<::Atom> states;
-    if (fullscreen)
+    if (state.fullscreen)
         states.push_back(GetAtom("_NET_WM_STATE_FULLSCREEN"));
-    if (alwaysOnTop)
+    if (state.alwaysOnTop)
         states.push_back(GetAtom("_NET_WM_STATE_ABOVE"));
     XChangeProperty(xDisplay, xWindow, GetAtom("_NET_WM_STATE"), XA_ATOM, 32, PropModeReplace,
                     reinterpret_cast<const unsigned char*>(states.data()), int(states.size()));
 }
 
-void Show(GLFWwindow* window, bool fullscreen, bool alwaysOnTop)
+void Show(GLFWwindow* window, const ShowState& state)
 {
     XMapWindow(glfwGetX11Display(), glfwGetX11Window(window));
     // A window manager that only now notices that the window was hidden has forgotten what PrepareShow wrote.
-    if (fullscreen)
+    if (state.fullscreen)
         AskState(window, "_NET_WM_STATE_FULLSCREEN", true);
-    if (alwaysOnTop)
+    if (state.alwaysOnTop)
         AskState(window, "_NET_WM_STATE_ABOVE", true);
     XFlush(glfwGetX11Display());
 }
@@ -279,15 +376,12 @@ void SetInteractive(GLFWwindow* window, bool on)
         XFixesDestroyRegion(xDisplay, nowhere);
     }
 
-    XWMHints hints{};
-    if (XWMHints* const before = XGetWMHints(xDisplay, xWindow))
-    {
-        hints = *before;
-        XFree(before);
-    }
-    hints.flags |= InputHint;
-    hints.input = on ? True : False;
-    XSetWMHints(xDisplay, xWindow, &hints);
+    ChangeHints(window,
+                [on](XWMHints& hints)
+                {
+                    hints.flags |= InputHint;
+                    hints.input = on ? True : False;
+                });
 
     // The keys that it has already go on to whom the window manager chooses.
     ::Window focused = None;
@@ -301,7 +395,10 @@ void SetInteractive(GLFWwindow* window, bool on)
 void SetBackground(GLFWwindow* window, bool seeThrough)
 {
     const ::Window xWindow = glfwGetX11Window(window);
-    XSetWindowBackground(glfwGetX11Display(), xWindow, seeThrough ? 0 : GetBlack(xWindow));
+    XSetWindowAttributes attributes{};
+    attributes.background_pixel = seeThrough ? 0 : GetBlack(xWindow);
+    attributes.bit_gravity = NorthWestGravity;
+    XChangeWindowAttributes(glfwGetX11Display(), xWindow, CWBackPixel | CWBitGravity, &attributes);
 }
 
 void ShowBlack(GLFWwindow* window)

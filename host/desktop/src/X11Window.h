@@ -2,7 +2,9 @@
 
 #include "Varkle/Gpu/WindowPlatform.h"
 
+#include <atomic>
 #include <memory>
+#include <string>
 #include <webgpu/webgpu_cpp.h>
 
 struct GLFWmonitor;
@@ -30,9 +32,9 @@ private:
     std::unique_ptr<Screen> screen;
 };
 
-/// Logs what the X server refuses, each kind once, while it lives. Xlib ends the process otherwise, and requests for a
-/// window that is just going, such as those of drivers, are nothing to end a show for. When the server itself is gone
-/// the process can't go on: it logs that and ends with the status 2.
+/// Logs what the X server refuses, each kind once, while it lives, and notices when GLFW's connection to it ends. Xlib
+/// ends the process otherwise, and requests for a window that is just going, such as those of drivers, are nothing to
+/// end a show for. What is asked of a connection that ended does nothing.
 class ErrorsLogged
 {
 public:
@@ -40,19 +42,36 @@ public:
     ~ErrorsLogged();
     ErrorsLogged(const ErrorsLogged&) = delete;
     ErrorsLogged& operator=(const ErrorsLogged&) = delete;
+
+    /// Says why the connection ended; empty while there is one.
+    std::string GetLoss() const;
+
+private:
+    std::string serverName;
+    std::atomic<bool> ended = false; // by a driver's thread, too
+    mutable std::string loss;
 };
 
-/// Notices that displays came, went or changed. GLFW tells neither of changed modes nor of displays that moved.
-class DisplayWatch
+/// Notices what GLFW does not tell: displays that changed their mode or moved, and how the desktop shows windows.
+class DesktopWatch
 {
 public:
-    DisplayWatch();
-    ~DisplayWatch();
-    DisplayWatch(const DisplayWatch&) = delete;
-    DisplayWatch& operator=(const DisplayWatch&) = delete;
+    DesktopWatch();
+    ~DesktopWatch();
+    DesktopWatch(const DesktopWatch&) = delete;
+    DesktopWatch& operator=(const DesktopWatch&) = delete;
 
-    /// True when something changed since the last call.
-    bool TakeChange();
+    /// Takes in what happened. Returns true when something about the displays changed since the last call.
+    bool TakeDisplayChange();
+
+    struct WindowView
+    {
+        bool fullscreen = false;
+        bool covered = false; ///< wholly, as far as the X server knows: with a compositor it doesn't
+    };
+    void Add(GLFWwindow* window);
+    void Remove(GLFWwindow* window);
+    WindowView GetView(GLFWwindow* window) const;
 
 private:
     struct Connection;
@@ -62,12 +81,20 @@ private:
 /// Fills in position, size and refresh rate as the X server has them; what it doesn't know stays.
 void ReadMonitor(GLFWmonitor* monitor, Display& display);
 
+/// Says how a window begins.
+struct ShowState
+{
+    bool fullscreen = false;
+    bool alwaysOnTop = false;
+    bool focused = true;
+    bool minimized = false;
+};
 /// Before the window is shown: makes the window manager take its position and size as they are, not as a wish that it
 /// may improve, and begin in that state.
-void PrepareShow(GLFWwindow* window, bool fullscreen, bool alwaysOnTop);
+void PrepareShow(GLFWwindow* window, const ShowState& state);
 /// Puts the window on the screen. GLFW's own function waits until the window manager has done it, without end when that
 /// keeps the window for another workspace.
-void Show(GLFWwindow* window, bool fullscreen, bool alwaysOnTop);
+void Show(GLFWwindow* window, const ShowState& state);
 /// Takes the window off the screen, also one that is minimized.
 void Hide(GLFWwindow* window);
 /// Fills the display. GLFW's own function waits as above, and moves the window to another display when this one goes.
@@ -77,7 +104,8 @@ void LeaveFullscreen(GLFWwindow* window, const glm::ivec2& position, const glm::
 void KeepAwake();
 /// Sets whether the window takes clicks and keys.
 void SetInteractive(GLFWwindow* window, bool on);
-/// Sets what the window shows where nothing was drawn yet: nothing, or opaque black.
+/// Sets what the window shows where nothing was drawn yet: nothing, or opaque black. What was drawn stays where it is
+/// when the size changes, until the next picture.
 void SetBackground(GLFWwindow* window, bool seeThrough);
 /// Makes the window opaque black.
 void ShowBlack(GLFWwindow* window);

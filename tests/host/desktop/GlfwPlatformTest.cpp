@@ -659,6 +659,18 @@ TEST_CASE("An opaque window shows pictures too, over black")
     CHECK(Near(desktop.display.GetPixel({200, 150}), {102, 0, 0}));
 }
 
+TEST_CASE("What a window shows stays while it gets another size")
+{
+    Desktop desktop;
+    const auto window = desktop.Open(Titled("Board", {{200, 150}, {2, 1}}));
+    window->ShowPicture(MakeImage({2, 1}, {{255, 0, 0, 255}, {0, 255, 0, 255}}));
+    desktop.UntilPixel({201, 150}, {0, 255, 0});
+    window->SetSize({40, 30});
+    desktop.UntilPixel({239, 179}, black);
+    CHECK(Near(desktop.display.GetPixel({200, 150}), {255, 0, 0}));
+    CHECK(Near(desktop.display.GetPixel({201, 150}), {0, 255, 0}));
+}
+
 TEST_CASE("A window that opens without a compositor stays opaque")
 {
     Desktop desktop(Managed());

@@ -1,6 +1,8 @@
 #include "window/ManagedWindow.h"
 
 #include "Varkle/Core/Log.h"
+#include "Varkle/Core/Operator.h"
+#include "Varkle/Core/Text.h"
 #include "window/WindowRegistry.h"
 
 #include <algorithm>
@@ -14,6 +16,9 @@ namespace
 {
 
 constexpr int longestSide = 16384; // what GPUs draw
+
+// How long a desktop may take to do what it was asked for.
+constexpr std::chrono::milliseconds patience(500);
 
 int Scaled(int length, float scale)
 {
@@ -38,7 +43,26 @@ int Overlap(int begin, int length, int otherBegin, int otherLength)
     return std::max(0, std::min(begin + length, otherBegin + otherLength) - std::max(begin, otherBegin));
 }
 
+bool FillsDisplay(const std::vector<Display>& displays, const Placement& window)
+{
+    return std::ranges::any_of(displays,
+                               [&](const Display& display) {
+                                   return window == Placement{display.position, display.size};
+                               });
+}
+
 } // namespace
+
+bool IsOnDisplay(const std::vector<Display>& displays, const Placement& window)
+{
+    return std::ranges::any_of(
+        displays,
+        [&](const Display& display)
+        {
+            return Overlap(window.position.x, window.size.x, display.position.x, display.size.x) > 0 &&
+                   Overlap(window.position.y, window.size.y, display.position.y, display.size.y) > 0;
+        });
+}
 
 const Display* FindDisplay(const std::vector<Display>& displays, const Placement& window)
 {
@@ -83,8 +107,11 @@ void ManagedWindow::Open()
 {
     live.windowed = {requests.position, PhysicalSize(requests, requests.position)};
     live.fullscreen.reset();
-    live.left.reset();
     live.hidden = false;
+    live.minimized = false;
+    live.covered = false;
+    live.toldFullscreen = false;
+    AwaitDisplay();
     if (requests.fullscreen)
     {
         const std::vector<Display> displays = Windows::GetDisplays();
@@ -100,7 +127,8 @@ std::unique_ptr<ManagedWindow::Shown> ManagedWindow::OpenShown() const
 {
     const WindowSettings settings{requests.title,       live.windowed.position, live.windowed.size,
                                   live.fullscreen,      requests.decorated,     requests.transparent,
-                                  requests.alwaysOnTop, requests.interactive};
+                                  requests.alwaysOnTop, requests.interactive,   !WindowRegistry::Get().presented,
+                                  live.minimized};
     Result<std::unique_ptr<PlatformWindow>> opened = WindowRegistry::Get().platform->Open(settings);
     if (opened)
     {
@@ -124,6 +152,7 @@ void ManagedWindow::FollowOpen()
     if (requests.position != before.position)
     {
         live.windowed.position = requests.position;
+        AwaitDisplay();
         if (!live.fullscreen)
             window.SetPosition(live.windowed.position);
     }
@@ -147,6 +176,21 @@ void ManagedWindow::FollowOpen()
     // picture, so that nobody sees the desktop between.
     if (std::unique_ptr<Shown> anew = OpenShown())
         live.retired = std::exchange(live.shown, std::move(anew));
+    if (live.minimized)
+        live.retired.reset(); // nobody sees either
+    live.settled = Clock::now() + patience;
+}
+
+// Where no display shows the place that is asked for, the window goes there when one does.
+void ManagedWindow::AwaitDisplay()
+{
+    live.awaited.reset();
+    if (IsOnDisplay(Windows::GetDisplays(), live.windowed))
+        return;
+    live.awaited = live.windowed;
+    LogWarning("The window " + Quoted(requests.title) + " is to be at (" + std::to_string(live.windowed.position.x) +
+               ", " + std::to_string(live.windowed.position.y) +
+               "), where no display is; it goes there when one comes.");
 }
 
 void ManagedWindow::EnterFullscreen()
@@ -157,15 +201,22 @@ void ManagedWindow::EnterFullscreen()
     const Display* const display = FindDisplay(displays, live.windowed);
     if (!display)
         return;
-    live.fullscreen = *display;
-    live.shown->window->EnterFullscreen(*display);
+    Fill(*display);
+}
+
+void ManagedWindow::Fill(const Display& display)
+{
+    live.fullscreen = display;
+    live.settled = Clock::now() + patience;
+    live.shown->window->EnterFullscreen(display);
 }
 
 void ManagedWindow::LeaveFullscreen()
 {
     if (!live.fullscreen)
         return;
-    live.left = std::exchange(live.fullscreen, std::nullopt);
+    live.fullscreen.reset();
+    live.settled = Clock::now() + patience;
     live.shown->window->LeaveFullscreen(live.windowed.position, live.windowed.size);
     if (std::exchange(live.hidden, false))
         live.shown->window->SetVisible(true);
@@ -183,13 +234,13 @@ void ManagedWindow::LosePlatform()
     live.followed.open = false;
 }
 
-void ManagedWindow::Update(const std::vector<Display>& displays)
+void ManagedWindow::Update(const std::vector<Display>& displays, bool changed)
 {
     Follow();
     TakeEvents();
     if (!live.shown)
         return;
-    FollowDisplay(displays);
+    FollowDisplays(displays, changed);
     Observe(displays);
 }
 
@@ -216,11 +267,31 @@ void ManagedWindow::TakeEvents()
     }
 }
 
-// A window that fills a display goes with it and comes back with it: it would cover another one instead.
-void ManagedWindow::FollowDisplay(const std::vector<Display>& displays)
+void ManagedWindow::FollowDisplays(const std::vector<Display>& displays, bool changed)
 {
-    if (!live.fullscreen)
-        return;
+    // Nobody can drag a window without a frame back to the display that it was on.
+    if (changed && !live.awaited && !live.fullscreen && !requests.decorated && !IsOnDisplay(displays, live.windowed))
+        live.awaited = live.windowed;
+    if (live.awaited && IsOnDisplay(displays, *live.awaited))
+    {
+        live.windowed = *std::exchange(live.awaited, std::nullopt);
+        if (live.fullscreen)
+        {
+            Fill(*FindDisplay(displays, live.windowed));
+        }
+        else
+        {
+            live.shown->window->SetPosition(live.windowed.position);
+            live.shown->window->SetSize(live.windowed.size);
+        }
+    }
+    if (live.fullscreen)
+        FollowFilledDisplay(displays);
+}
+
+// A window that fills a display goes with it and comes back with it: it would cover another one instead.
+void ManagedWindow::FollowFilledDisplay(const std::vector<Display>& displays)
+{
     const auto found = std::ranges::find(displays, live.fullscreen->name, &Display::name);
     if (found == displays.end())
     {
@@ -231,7 +302,7 @@ void ManagedWindow::FollowDisplay(const std::vector<Display>& displays)
     const bool moved = found->position != live.fullscreen->position || found->size != live.fullscreen->size;
     live.fullscreen = *found;
     if (moved || live.hidden)
-        live.shown->window->EnterFullscreen(*found);
+        Fill(*found);
     if (std::exchange(live.hidden, false))
         live.shown->window->SetVisible(true);
 }
@@ -240,25 +311,58 @@ void ManagedWindow::Observe(const std::vector<Display>& displays)
 {
     WindowState state = live.shown->window->GetState();
     live.minimized = state.minimized;
+    live.covered = state.covered;
     if (state.minimized || live.hidden)
         return;
     const Placement now{state.position, state.resolution};
+    FollowDesktop(state, displays);
     const Display* const display = live.fullscreen ? &*live.fullscreen : FindDisplay(displays, now);
     if (live.fullscreen)
         state.position = live.fullscreen->position;
-    else if (!live.left || now != Placement{live.left->position, live.left->size})
-    {
-        live.left.reset();
-        live.windowed = now;
-    }
+    else if (!FillsDisplay(displays, now))
+        live.windowed = now; // one that fills a display is about to become fullscreen, or was until a moment ago
     live.known = state;
     if (display)
         live.refreshRate = display->refreshRate;
 }
 
+// Desktops have keys and menus of their own that make a window fullscreen or end that.
+void ManagedWindow::FollowDesktop(const WindowState& state, const std::vector<Display>& displays)
+{
+    const bool answers = state.fullscreen == live.fullscreen.has_value();
+    if (state.fullscreen == live.toldFullscreen || (!answers && Clock::now() < live.settled))
+        return; // nothing new, or perhaps the answer to a request before the last one
+    live.toldFullscreen = state.fullscreen;
+    live.settled = {};
+    if (answers)
+        return;
+    const Display* const display = FindDisplay(displays, {state.position, state.resolution});
+    if (!state.fullscreen)
+        LeaveFullscreen();
+    else if (!live.fullscreen && display)
+        Fill(*display);
+}
+
+PointerMotion ManagedWindow::TakePointerMotion()
+{
+    return live.shown ? live.shown->window->TakePointerMotion() : PointerMotion();
+}
+
+void ManagedWindow::SetOwner(const Operator& op)
+{
+    owner = &op;
+    ownerKey = op.GetKey();
+}
+
+Windows::Report ManagedWindow::GetReport() const
+{
+    return {owner,    requests.title, GetResolution(), GetLogicalSize(), GetPosition(), GetScale(), GetRefreshRate(),
+            IsOpen(), IsFullscreen(), IsMinimized(),   IsVisible()};
+}
+
 void ManagedWindow::Present(Windows::Pace pace, Clock::time_point now)
 {
-    if (!live.shown || live.hidden || live.minimized)
+    if (!IsVisible())
         return;
     if (pace == Windows::Pace::Display && live.shown->surface.MayBlock() && now < live.due)
         return;

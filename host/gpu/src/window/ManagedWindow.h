@@ -43,7 +43,8 @@ public:
     ManagedWindow& operator=(const ManagedWindow&) = delete;
 
     WindowRequests requests;
-    Texture texture; ///< what it shows
+    Texture texture;    ///< what it shows
+    bool asked = false; ///< to open or to stay closed, ever
 
     /// Acts on the requests that differ from those of the last call. Those for the size and the position wait while the
     /// window is fullscreen, all of them while it is closed.
@@ -51,8 +52,8 @@ public:
     /// Takes over another's window, with what the user did to it.
     void Adopt(ManagedWindow& other);
 
-    /// Takes in what happened to the window.
-    void Update(const std::vector<Display>& displays);
+    /// Takes in what happened to the window. `changed` says that the displays are other ones than in the last call.
+    void Update(const std::vector<Display>& displays, bool changed);
     /// Shows the texture, where that is due.
     void Present(Windows::Pace pace, Clock::time_point now);
     /// Closes the window. It opens again when it was asked not to be open and then to be.
@@ -63,15 +64,21 @@ public:
     bool IsOpen() const { return live.shown != nullptr; }
     bool IsFullscreen() const { return IsOpen() && live.fullscreen; }
     bool IsMinimized() const { return IsOpen() && (live.minimized || live.hidden); }
+    bool IsVisible() const { return IsOpen() && !live.hidden && !live.minimized && !live.covered; }
     glm::ivec2 GetResolution() const { return live.known ? live.known->resolution : requests.size; }
     glm::ivec2 GetLogicalSize() const { return live.known ? live.known->logicalSize : requests.size; }
     glm::ivec2 GetPosition() const { return live.known ? live.known->position : requests.position; }
     float GetScale() const { return live.known ? live.known->scale : 1.0f; }
     float GetRefreshRate() const { return live.refreshRate; }
 
-    /// Returns the key of the operator that asked for the window, empty when none did.
-    const std::string& GetOwner() const { return owner; }
-    void SetOwner(const std::string& key) { owner = key; }
+    PointerMotion TakePointerMotion();
+    Windows::Report GetReport() const;
+
+    /// Returns the operator that asked for the window, null when none did or it is gone.
+    const Operator* GetOwner() const { return owner; }
+    const std::string& GetOwnerKey() const { return ownerKey; }
+    void SetOwner(const Operator& op);
+    void ForgetOwner() { owner = nullptr; }
 
 private:
     struct Shown
@@ -89,9 +96,12 @@ private:
         std::unique_ptr<Shown> retired; // stays behind the window that takes its place until that shows something
         Placement windowed;             // where the window is, or will be when it is no longer fullscreen
         std::optional<Display> fullscreen;
-        std::optional<Display> left; // was filled until a moment ago, and perhaps still is
-        bool hidden = false;         // off the screen since the display that it fills is gone
+        std::optional<Placement> awaited; // where it goes as soon as a display is there
+        bool hidden = false;              // off the screen since the display that it fills is gone
         bool minimized = false;
+        bool covered = false;
+        bool toldFullscreen = false;      // what the desktop said last
+        Clock::time_point settled;        // until then what the desktop says may be about our own requests
         std::optional<WindowState> known; // while it could last be seen; nothing before it was first open
         float refreshRate = 60.0f;
         Clock::time_point due; // the earliest time of the next picture
@@ -103,10 +113,15 @@ private:
     void EnterFullscreen();
     void LeaveFullscreen();
     void TakeEvents();
-    void FollowDisplay(const std::vector<Display>& displays);
+    void AwaitDisplay();
+    void FollowDisplays(const std::vector<Display>& displays, bool changed);
+    void FollowFilledDisplay(const std::vector<Display>& displays);
+    void FollowDesktop(const WindowState& state, const std::vector<Display>& displays);
+    void Fill(const Display& display);
     void Observe(const std::vector<Display>& displays);
 
-    std::string owner;
+    const Operator* owner = nullptr;
+    std::string ownerKey;
     Live live;
 };
 

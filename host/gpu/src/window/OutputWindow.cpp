@@ -18,7 +18,7 @@ namespace
 std::unique_ptr<ManagedWindow> TakeKept(const std::string& owner)
 {
     std::vector<std::unique_ptr<ManagedWindow>>& kept = WindowRegistry::Get().kept;
-    const auto found = std::ranges::find(kept, owner, [](const auto& window) { return window->GetOwner(); });
+    const auto found = std::ranges::find(kept, owner, [](const auto& window) { return window->GetOwnerKey(); });
     if (found == kept.end())
         return nullptr;
     std::unique_ptr<ManagedWindow> window = std::move(*found);
@@ -34,8 +34,10 @@ OutputWindow::~OutputWindow()
 {
     WindowRegistry& registry = WindowRegistry::Get();
     window->texture = {};
-    if (registry.keeping > 0 && !window->GetOwner().empty())
-        registry.kept.push_back(std::move(window));
+    if (registry.keeping == 0 || !window->GetOwner())
+        return;
+    window->ForgetOwner();
+    registry.kept.push_back(std::move(window));
 }
 
 void OutputWindow::SetTexture(const Texture& texture)
@@ -51,13 +53,14 @@ void OutputWindow::SetTitle(std::string_view title)
 
 void OutputWindow::SetOpen(bool on)
 {
-    if (const Operator* const op = Operator::Executing(); op && window->GetOwner().empty())
+    if (const Operator* const op = Operator::Executing(); op && !window->GetOwner())
     {
-        window->SetOwner(op->GetKey());
+        window->SetOwner(*op);
         if (const std::unique_ptr<ManagedWindow> kept = TakeKept(op->GetKey()))
             window->Adopt(*kept);
     }
     window->requests.open = on;
+    window->asked = true;
     if (on && std::exchange(WindowRegistry::Get().displayMissing, false))
         LogWarning("There is no display: output windows stay closed.");
     window->Follow();
@@ -106,6 +109,11 @@ void OutputWindow::SetInteractive(bool on)
     window->Follow();
 }
 
+PointerMotion OutputWindow::TakePointerMotion()
+{
+    return window->TakePointerMotion();
+}
+
 bool OutputWindow::IsOpen() const
 {
     return window->IsOpen();
@@ -119,6 +127,11 @@ bool OutputWindow::IsFullscreen() const
 bool OutputWindow::IsMinimized() const
 {
     return window->IsMinimized();
+}
+
+bool OutputWindow::IsVisible() const
+{
+    return window->IsVisible();
 }
 
 glm::ivec2 OutputWindow::GetResolution() const

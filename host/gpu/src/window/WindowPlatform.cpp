@@ -5,6 +5,16 @@ namespace Varkle::Gui
 
 PlatformWindow::~PlatformWindow() = default;
 
+PointerMotion PlatformWindow::TakePointerMotion()
+{
+    return {};
+}
+
 WindowPlatform::~WindowPlatform() = default;
+
+std::string WindowPlatform::GetLoss() const
+{
+    return {};
+}
 
 } // namespace Varkle::Gui

@@ -1,5 +1,7 @@
 #include "Varkle/Gpu/Windows.h"
 
+#include "Varkle/Core/Log.h"
+#include "Varkle/Core/Text.h"
 #include "device/GpuInternals.h"
 #include "window/WindowRegistry.h"
 
@@ -30,6 +32,24 @@ void WaitForLastFrame(const WindowRegistry& registry)
         Internal::Wait(registry.lastFrame, patience);
 }
 
+void LogDisplays(const std::vector<Display>& before, const std::vector<Display>& now)
+{
+    const auto has = [](const std::vector<Display>& displays, const std::string& name)
+    { return std::ranges::find(displays, name, &Display::name) != displays.end(); };
+    for (const Display& display : before)
+    {
+        if (!has(now, display.name))
+            LogWarning("The display " + Quoted(display.name) + " is gone.");
+    }
+    for (const Display& display : now)
+    {
+        if (!has(before, display.name))
+            LogInfo("The display " + Quoted(display.name) + " is there: " + std::to_string(display.size.x) + "x" +
+                    std::to_string(display.size.y) + " pixels at (" + std::to_string(display.position.x) + ", " +
+                    std::to_string(display.position.y) + ").");
+    }
+}
+
 } // namespace
 
 void Start(std::unique_ptr<WindowPlatform> platform)
@@ -39,6 +59,9 @@ void Start(std::unique_ptr<WindowPlatform> platform)
     registry.platform = std::move(platform);
     registry.displayMissing = !registry.platform;
     registry.closedByHand = 0;
+    registry.presented = false;
+    registry.loss.clear();
+    registry.displays = GetDisplays();
 }
 
 void Stop()
@@ -56,6 +79,11 @@ bool IsStarted()
     return WindowRegistry::Get().platform != nullptr;
 }
 
+const std::string& GetLoss()
+{
+    return WindowRegistry::Get().loss;
+}
+
 std::vector<Display> GetDisplays()
 {
     return IsStarted() ? WindowRegistry::Get().platform->GetDisplays() : std::vector<Display>();
@@ -67,15 +95,24 @@ void ProcessEvents()
         return;
     WindowRegistry& registry = WindowRegistry::Get();
     registry.platform->ProcessEvents();
+    if (std::string loss = registry.platform->GetLoss(); !loss.empty())
+    {
+        Stop();
+        registry.loss = std::move(loss);
+        return;
+    }
     const std::vector<Display> displays = registry.platform->GetDisplays();
+    const std::vector<Display> before = std::exchange(registry.displays, displays);
+    LogDisplays(before, displays);
     for (ManagedWindow* const window : registry.windows)
-        window->Update(displays);
+        window->Update(displays, displays != before);
 }
 
 void Present(Pace pace)
 {
     WindowRegistry& registry = WindowRegistry::Get();
     const ManagedWindow::Clock::time_point now = ManagedWindow::Clock::now();
+    registry.presented = true;
     if (!Graphics::IsStarted() || Graphics::IsLost())
         return;
     for (ManagedWindow* const window : registry.windows)
@@ -92,15 +129,15 @@ std::size_t CountOpen()
     return std::size_t(std::ranges::count_if(WindowRegistry::Get().windows, &ManagedWindow::IsOpen));
 }
 
-std::vector<std::string> GetOwners()
+std::vector<Report> GetReports()
 {
-    std::vector<std::string> owners;
+    std::vector<Report> reports;
     for (const ManagedWindow* const window : WindowRegistry::Get().windows)
     {
-        if (!window->GetOwner().empty())
-            owners.push_back(window->GetOwner());
+        if (window->asked)
+            reports.push_back(window->GetReport());
     }
-    return owners;
+    return reports;
 }
 
 std::size_t CountClosedByHand()

@@ -618,6 +618,152 @@ TEST_CASE("Without any display a window opens, though not fullscreen")
     CHECK_FALSE(window.IsFullscreen());
 }
 
+TEST_CASE("A window that the desktop makes fullscreen is, and comes back to its place by key or desktop")
+{
+    const Desk desk;
+    OutputWindow window;
+    const Requests requests;
+    requests.Ask(window);
+    Windows::ProcessEvents();
+    // Window managers resize a window before they tell why.
+    desk.Window().Drag({0, 0}, {1920, 1080});
+    Windows::ProcessEvents();
+    CHECK_FALSE(window.IsFullscreen());
+    desk.Window().state.fullscreen = true;
+    Windows::ProcessEvents();
+    CHECK(window.IsFullscreen());
+    CHECK(desk.TakeCalls() == Calls{"EnterFullscreen Main"});
+    SECTION("by Escape")
+    {
+        desk.Do(WindowEvent::KeyEscape);
+    }
+    SECTION("by F")
+    {
+        desk.Do(WindowEvent::KeyF);
+    }
+    SECTION("by the desktop")
+    {
+        desk.Window().state.fullscreen = false;
+        while (window.IsFullscreen()) // it may take the news for an answer to what it asked for at first
+            Windows::ProcessEvents();
+    }
+    CHECK_FALSE(window.IsFullscreen());
+    CHECK(desk.TakeCalls() == Calls{"LeaveFullscreen 100 100 1280 720"});
+}
+
+TEST_CASE("Windows that open after the first picture ask for no keys, and one that is made anew stays minimized")
+{
+    const Desk desk;
+    OutputWindow first;
+    Requests requests;
+    requests.Ask(first);
+    CHECK(desk.Window().settings.focused);
+    CHECK_FALSE(desk.Window().settings.minimized);
+    Windows::Present();
+    desk.Window().state.minimized = true;
+    Windows::ProcessEvents();
+    requests.transparent = true;
+    requests.Ask(first);
+    REQUIRE(desk->windows.size() == 2);
+    CHECK(desk->CountOpen() == 1);
+    CHECK_FALSE(desk.Window().settings.focused);
+    CHECK(desk.Window().settings.minimized);
+
+    OutputWindow second;
+    requests.Ask(second);
+    CHECK_FALSE(desk.Window().settings.focused);
+    CHECK_FALSE(desk.Window().settings.minimized);
+}
+
+TEST_CASE("A window whose place is on a display that is not there says so, and goes there when one comes")
+{
+    const Desk desk;
+    desk->displays = {laptop};
+    Windows::ProcessEvents();
+    const LogRecorder log;
+    OutputWindow window;
+    Requests requests{"Stage", {2000, 50}, {640, 400}};
+    SECTION("in a window")
+    {
+        requests.Ask(window);
+        CHECK(log.lines == Calls{"warning: The window \"Stage\" is to be at (2000, 50), where no display is; it goes "
+                                 "there when one comes."});
+        desk.Window().Drag({1280, 50}, {640, 400}); // by a window manager
+        Windows::ProcessEvents();
+        CHECK(desk.TakeCalls() == nothing);
+        desk->displays = {laptop, projector};
+        Windows::ProcessEvents();
+        CHECK(desk.TakeCalls() == Calls{"SetPosition 2000 50", "SetSize 640 400"});
+    }
+    SECTION("fullscreen")
+    {
+        requests.fullscreen = true;
+        requests.Ask(window);
+        desk->displays = {laptop, projector};
+        Windows::ProcessEvents();
+        CHECK(desk.TakeCalls() == Calls{"EnterFullscreen HDMI-1"});
+        CHECK(window.GetPosition() == projector.position);
+    }
+    CHECK(log.lines.size() == 2);
+    CHECK(log.Contains("info: The display \"HDMI-1\" is there: 1280x800 pixels at (1920, 0)."));
+}
+
+TEST_CASE("A window without a frame comes back to its place with its display, which the log tells of")
+{
+    const Desk desk;
+    desk->displays = {laptop, projector};
+    OutputWindow window;
+    Requests requests{"Stage", {2000, 50}, {640, 400}};
+    requests.decorated = false;
+    requests.Ask(window);
+    Windows::ProcessEvents();
+    const LogRecorder log;
+    desk->displays = {laptop};
+    Windows::ProcessEvents();
+    CHECK(log.lines == Calls{"warning: The display \"HDMI-1\" is gone."});
+    desk.Window().Drag({1280, 50}, {600, 400}); // by a window manager
+    Windows::ProcessEvents();
+    CHECK(desk.TakeCalls() == nothing);
+    desk->displays = {laptop, projector};
+    Windows::ProcessEvents();
+    CHECK(desk.TakeCalls() == Calls{"SetPosition 2000 50", "SetSize 640 400"});
+    CHECK(log.lines.size() == 2);
+}
+
+TEST_CASE("A window that others cover is not visible")
+{
+    const Desk desk;
+    OutputWindow window;
+    CHECK_FALSE(window.IsVisible());
+    Requests().Ask(window);
+    CHECK(window.IsVisible());
+    desk.Window().state.covered = true;
+    Windows::ProcessEvents();
+    CHECK_FALSE(window.IsVisible());
+    CHECK(window.IsOpen());
+    CHECK_FALSE(window.IsMinimized());
+    desk.Window().state.covered = false;
+    Windows::ProcessEvents();
+    CHECK(window.IsVisible());
+}
+
+TEST_CASE("When the desktop goes, windows close, and the reason is there until the next one")
+{
+    const Desk desk;
+    OutputWindow window;
+    Requests().Ask(window);
+    CHECK(Windows::GetLoss() == "");
+    desk->loss = "Somebody fell over the cable.";
+    Windows::ProcessEvents();
+    CHECK_FALSE(window.IsOpen());
+    CHECK_FALSE(Windows::IsStarted());
+    CHECK(Windows::GetLoss() == "Somebody fell over the cable.");
+    const Desk next;
+    CHECK(Windows::GetLoss() == "");
+    Windows::ProcessEvents();
+    CHECK(window.IsOpen());
+}
+
 TEST_CASE("The end of an output window closes its window")
 {
     const Desk desk;
@@ -674,7 +820,9 @@ TEST_CASE("A kept window is taken over by the operator with the same key, with w
     RunAs("stage", [&] { requests.Ask(*before); });
     desk.Window().Drag({300, 400}, {500, 250});
     Windows::ProcessEvents();
-    CHECK(Windows::GetOwners() == Calls{"stage"});
+    REQUIRE(Windows::GetReports().size() == 1);
+    CHECK(Windows::GetReports()[0].owner != nullptr);
+    CHECK(Windows::GetReports()[0].position == glm::ivec2(300, 400));
 
     OutputWindow other;
     OutputWindow after;

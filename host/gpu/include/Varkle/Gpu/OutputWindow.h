@@ -2,6 +2,7 @@
 
 #include "Varkle/Core/Export.h"
 #include "Varkle/Gpu/Texture.h"
+#include "Varkle/Gpu/WindowPlatform.h"
 
 #include <glm/vec2.hpp>
 #include <memory>
@@ -24,8 +25,9 @@ class ManagedWindow;
 /// open in programs that called Windows::Start; in others, and on a system without a display, they stay closed and keep
 /// what they were asked.
 ///
-/// While it is interactive, the F key toggles fullscreen and Escape leaves it. A window that was closed by hand stays
-/// closed until it is asked to close and to open again.
+/// While it is interactive, the F key toggles fullscreen and Escape leaves it. A window that opens while others are
+/// shown asks for no keys. One that is asked to be where no display is goes there when one comes. A window that was
+/// closed by hand stays closed until it is asked to close and to open again.
 class VARKLE_API OutputWindow
 {
 public:
@@ -55,12 +57,18 @@ public:
     /// Asks for mouse and keyboard input; without it clicks go to what is behind.
     void SetInteractive(bool on);
 
+    /// Returns what the pointer did over the window since the last call.
+    PointerMotion TakePointerMotion();
+
     /// True while the window is on screen, also minimized.
     bool IsOpen() const;
     /// True while the window is open and fills its display.
     bool IsFullscreen() const;
     /// True while the window is open and minimized.
     bool IsMinimized() const;
+    /// True while something of the window can be seen: it is open, not minimized, and not wholly covered by others as
+    /// far as the desktop tells.
+    bool IsVisible() const;
     /// Returns the size of what the window shows in physical pixels. While the window is closed or minimized this, and
     /// what the getters below return, is what it was last; before the first opening it is what was asked for.
     glm::ivec2 GetResolution() const;

@@ -41,6 +41,8 @@ struct WindowSettings
     bool transparent = false;
     bool alwaysOnTop = false;
     bool interactive = true;
+    bool focused = true;    ///< asks for the keys when it opens
+    bool minimized = false; ///< begins minimized
 };
 
 /// Tells how a window is at the moment.
@@ -51,6 +53,15 @@ struct WindowState
     glm::ivec2 logicalSize{0, 0};
     float scale = 1.0f;
     bool minimized = false;
+    bool fullscreen = false; ///< the desktop says that it fills its display, whoever asked for that
+    bool covered = false;    ///< nothing of it can be seen behind other windows, as far as the desktop tells
+};
+
+/// Is what the pointer did over a window since that was last asked for.
+struct PointerMotion
+{
+    glm::vec2 drag{0.0f, 0.0f}; ///< the way with the first button held, in pixels, y down
+    float scroll = 0.0f;        ///< steps of the wheel; above 0 away from the user
 };
 
 /// Is what a user or the desktop did to a window.
@@ -75,6 +86,8 @@ public:
     virtual WindowState GetState() const = 0;
     /// Returns what happened since the last call, in order.
     virtual std::vector<WindowEvent> TakeEvents() = 0;
+    /// Returns what the pointer did since the last call; nothing where the platform has none.
+    virtual PointerMotion TakePointerMotion();
 
     virtual void SetTitle(const std::string& title) = 0;
     /// Both are for a window that is not fullscreen.
@@ -117,6 +130,9 @@ public:
     virtual Result<std::unique_ptr<PlatformWindow>> Open(const WindowSettings& settings) = 0;
     /// Takes in what happened since the last call.
     virtual void ProcessEvents() = 0;
+    /// Says, in a sentence, why there is no platform any more; empty while it is there. One that is gone shows nothing
+    /// and opens no windows.
+    virtual std::string GetLoss() const;
 };
 
 } // namespace Varkle::Gui

@@ -30,13 +30,13 @@ void WatchedFiles::SetFiles(const std::vector<std::filesystem::path>& paths)
         else if (const auto [file, isNew] = wanted.try_emplace(path); isNew)
         {
             const State state = FindState(path);
-            file->second = {state, state, false};
+            file->second = {state, state, false, std::nullopt};
         }
     }
     files = std::move(wanted);
 }
 
-void WatchedFiles::Look()
+void WatchedFiles::Look(Clock::time_point now)
 {
     std::vector<std::pair<std::filesystem::path, State>> states;
     {
@@ -51,7 +51,7 @@ void WatchedFiles::Look()
     for (const auto& [path, state] : states)
     {
         if (const auto file = files.find(path); file != files.end())
-            Note(file->second, state);
+            Note(file->second, state, now);
     }
 }
 
@@ -76,13 +76,25 @@ WatchedFiles::State WatchedFiles::FindState(const std::filesystem::path& path)
             true};
 }
 
-void WatchedFiles::Note(File& file, const State& state)
+void WatchedFiles::Note(File& file, const State& state, Clock::time_point now)
 {
-    const bool settled = state == std::exchange(file.seen, state);
+    constexpr std::chrono::milliseconds patience(300);
+    const State before = std::exchange(file.seen, state);
     if (!state.exists)
         file.reported = state; // the same file is news when it comes back
-    if (!settled || state == file.reported)
+    const bool moved = before.exists && (state.inode != before.inode || state.device != before.device);
+    // One that was moved there was written before.
+    bool tried = state == before || (moved && file.restless);
+    if (state == before)
+        file.restless.reset();
+    else if (!file.restless)
+        file.restless = now;
+    else if (now - *file.restless >= patience)
+        tried = true;
+    if (!tried || state == file.reported)
         return;
+    if (!moved)
+        file.restless.reset();
     file.reported = state;
     file.hasChanged = true;
 }

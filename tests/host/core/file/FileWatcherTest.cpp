@@ -114,6 +114,34 @@ TEST_CASE("A file that is still being written is not reported before two looks f
     CHECK(one.files.TakeChanges() == Paths{one.path});
 }
 
+TEST_CASE("A file that another one replaces before each look is reported from the second look on")
+{
+    OneFile one;
+    std::vector<bool> reported;
+    for (const char* const text : {"first", "second", "third", "fourth"})
+    {
+        REQUIRE(WriteFileAtomically(one.path, text));
+        one.files.Look();
+        reported.push_back(!one.files.TakeChanges().empty());
+    }
+    CHECK(reported == std::vector<bool>{false, true, true, true});
+}
+
+TEST_CASE("A file that is written on and on is reported once in 0.3 seconds")
+{
+    OneFile one;
+    std::string text = "a";
+    std::vector<int> reported;
+    for (int tenths = 0; tenths <= 7; ++tenths)
+    {
+        WriteBytes(one.path, text += "a");
+        one.files.Look(WatchedFiles::Clock::time_point(std::chrono::milliseconds(100 * tenths)));
+        if (!one.files.TakeChanges().empty())
+            reported.push_back(tenths);
+    }
+    CHECK(reported == std::vector<int>{3, 7});
+}
+
 TEST_CASE("A file that appears changes, one that vanishes does not, and its return counts")
 {
     const TemporaryFolder folder;

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -26,9 +27,12 @@ public:
     /// nothing that happens from now on is missed. The others stay as they are, with a change that was not taken yet.
     void SetFiles(const std::vector<std::filesystem::path>& paths);
 
+    using Clock = std::chrono::steady_clock;
+
     /// Looks at every file once. A change is reported when the file is the same in two looks in a row, so that one that
-    /// is being written is not read half.
-    void Look();
+    /// is being written is not read half. One that does not rest is reported as well: in each look when other files
+    /// take its name, once in 0.3 s when it is written on and on.
+    void Look(Clock::time_point now = Clock::now());
 
     /// Returns the files that changed since they began to be watched or were last returned, by the paths that were
     /// given to SetFiles.
@@ -52,10 +56,11 @@ private:
         State reported;
         State seen; // in the last look
         bool hasChanged = false;
+        std::optional<Clock::time_point> restless; // since when it was another one in each look
     };
 
     static State FindState(const std::filesystem::path& path);
-    static void Note(File& file, const State& state);
+    static void Note(File& file, const State& state, Clock::time_point now);
 
     std::mutex mutex; // not held while Look asks the system, which may take long
     std::map<std::filesystem::path, File> files;

@@ -10,9 +10,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <limits.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Varkle
 {
@@ -44,12 +46,55 @@ int WriteAll(int file, std::string_view bytes)
     return 0;
 }
 
+// What is ours goes past a HeldStandardError, which is for what others print.
+std::atomic<int> standardError = STDERR_FILENO;
+
+// A show goes on whoever stops its terminal, or doesn't read its pipe.
+std::atomic<bool> runsForLong = false;
+long linesLeftOut = 0; // guarded by terminalMutex
+
+bool WouldWait(int file)
+{
+    pollfd entry{file, POLLOUT, 0};
+    return poll(&entry, 1, 0) != 1;
+}
+
+// Writes lines on standard error; those that would have to wait are left out and counted.
+void WriteLines(std::string_view lines)
+{
+    if (!runsForLong)
+    {
+        WriteAll(standardError, lines);
+        return;
+    }
+    while (!lines.empty())
+    {
+        if (WouldWait(standardError))
+        {
+            linesLeftOut += std::ranges::count(lines, '\n');
+            return;
+        }
+        // What has room is so much of a pipe. Lines are left out as a whole.
+        const std::string_view piece = lines.substr(0, PIPE_BUF);
+        const std::size_t end = lines.size() > piece.size() ? piece.rfind('\n') : std::string_view::npos;
+        const std::size_t length = end == std::string_view::npos ? piece.size() : end + 1;
+        WriteAll(standardError, lines.substr(0, length));
+        lines.remove_prefix(length);
+    }
+}
+
+void WriteCount()
+{
+    if (linesLeftOut == 0 || WouldWait(standardError))
+        return;
+    const long count = std::exchange(linesLeftOut, 0);
+    WriteLines("warning: " + std::to_string(count) + (count == 1 ? " line was" : " lines were") +
+               " left out here since nobody read on.\n");
+}
+
 // The line that stands on the terminal below the log, without a line end. Log lines may come from any thread.
 std::mutex terminalMutex;
 std::string statusLine;
-
-// What is ours goes past a HeldStandardError, which is for what others print.
-std::atomic<int> standardError = STDERR_FILENO;
 
 constexpr std::string_view eraseLine = "\r\x1b[K";
 
@@ -59,7 +104,8 @@ void PrintAboveStatusLine(std::string_view lines)
     const std::lock_guard lock(terminalMutex);
     if (statusLine.empty())
     {
-        WriteAll(standardError, lines);
+        WriteCount();
+        WriteLines(lines);
         return;
     }
     WriteAll(standardError, std::string(eraseLine) + std::string(lines) + statusLine);
@@ -95,7 +141,9 @@ Console::Console(std::string_view level)
 void Console::Hear(const LogLine& line)
 {
     const std::lock_guard lock(mutex);
-    lines.push_back(line);
+    hasErrors = hasErrors || line.level == LogLevel::Error;
+    if (!runsForLong)
+        lines.push_back(line);
     if (int(line.level) >= least)
         PrintLines(GetLogLevelName(line.level), GetPrintedText(line));
 }
@@ -109,7 +157,7 @@ std::vector<LogLine> Console::GetLines() const
 bool Console::HasErrors() const
 {
     const std::lock_guard lock(mutex);
-    return std::ranges::any_of(lines, [](const LogLine& line) { return line.level == LogLevel::Error; });
+    return hasErrors;
 }
 
 void OccupyStandardStreams()
@@ -137,9 +185,19 @@ int PrintError(std::string_view message)
 void TryToPrintError(std::string_view message)
 {
     const std::unique_lock lock(terminalMutex, std::try_to_lock);
-    pollfd entry{standardError, POLLOUT, 0};
-    if (lock.owns_lock() && poll(&entry, 1, 0) == 1)
+    if (lock.owns_lock() && !WouldWait(standardError))
         WriteAll(standardError, (statusLine.empty() ? "" : std::string(eraseLine)) + Prefixed("error", message));
+}
+
+void PrepareLongRun()
+{
+    runsForLong = true;
+}
+
+void TellLinesLeftOut()
+{
+    const std::lock_guard lock(terminalMutex);
+    WriteCount();
 }
 
 void PrintNote(std::string_view text)

@@ -19,7 +19,7 @@ public:
     /// Prints lines of `level` and above: "info", "warning", "error", or nothing for "none".
     explicit Console(std::string_view level);
 
-    /// Returns the lines logged so far.
+    /// Returns the lines logged so far, until PrepareLongRun.
     std::vector<LogLine> GetLines() const;
     /// True when an error was logged.
     bool HasErrors() const;
@@ -30,6 +30,7 @@ private:
     int least;
     mutable std::mutex mutex;
     std::vector<LogLine> lines;
+    bool hasErrors = false;
     LogListener listener;
 };
 
@@ -43,6 +44,13 @@ int PrintError(std::string_view message);
 
 /// Prints an error unless that had to wait: for another thread that prints, or a pipe that nobody reads.
 void TryToPrintError(std::string_view message);
+
+/// Prepares for a run without an end: the lines of the log are printed and not kept any more, and printing on standard
+/// error never waits for whoever reads it (a terminal that was stopped, a full pipe). Lines that can't be written at
+/// once are left out and counted.
+void PrepareLongRun();
+/// Says how many lines were left out, as soon as it can be written. Costs next to nothing.
+void TellLinesLeftOut();
 
 /// Writes text to standard error as it is.
 void PrintNote(std::string_view text);

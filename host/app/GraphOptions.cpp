@@ -145,12 +145,19 @@ Result<GraphSession> BuildGraph(GraphDocument document, const std::vector<std::s
     Result<GraphSession> session = GraphSession::Build(std::move(document));
     if (!session)
         return session;
+    if (const Status applied = ApplySettings(*session, set); !applied)
+        return applied.GetError();
+    return session;
+}
+
+Status ApplySettings(GraphSession& session, const std::vector<std::string>& set)
+{
     for (const std::string& text : set)
     {
-        if (const Status status = ApplySet(*session, text); !status)
-            return status.GetError();
+        if (Status status = ApplySet(session, text); !status)
+            return status;
     }
-    return session;
+    return Ok();
 }
 
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common)

@@ -40,6 +40,9 @@ Result<GraphDocument> ReadDocument(const std::string& path);
 /// Builds the graph of a document with the parameters of --set. The GPU must have been started.
 Result<GraphSession> BuildGraph(GraphDocument document, const std::vector<std::string>& set);
 
+/// Sets the parameters of --set.
+Status ApplySettings(GraphSession& session, const std::vector<std::string>& set);
+
 /// Reads and checks the document, starts the GPU and builds the graph with the parameters of --set.
 Result<GraphSession> OpenGraph(const GraphOptions& options, const CommonOptions& common);
 

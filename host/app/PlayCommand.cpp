@@ -30,6 +30,11 @@ void AddPlayCommand(CLI::App& app, const CommonOptions& common, Run& run)
         app.add_subcommand("play", "Run a graph in real time, in its windows, until the last closes or Ctrl-C")
             ->fallthrough();
     AddDocumentOptions(*command, options->graph, options->set);
+    command
+        ->add_option("--operator", options->viewed,
+                     "Show this operator's output in a window of the program's own; without it, and in graphs without "
+                     "windows, the first whose output feeds nothing")
+        ->type_name("KEY");
     command->add_option("--frames", options->frames, "Stop after so many pictures")
         ->type_name("N")
         ->check(CheckFrameCount);

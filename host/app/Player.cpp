@@ -7,214 +7,111 @@
 #include "Statistics.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"
-#include "Varkle/Core/Trace.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "Varkle/Gpu/Windows.h"
 
-#include <algorithm>
+#include <csignal>
 #include <fmt/format.h>
-#include <thread>
 #include <utility>
 
 namespace Varkle
 {
 
-namespace Windows = Gui::Windows;
+namespace
+{
+
+volatile std::sig_atomic_t wantsReport = 0;
+
+} // namespace
+
+Player::Player(const PlayOptions& playOptions, const CommonOptions& commonOptions)
+    : options(playOptions), common(commonOptions)
+{
+    loop.emplace(LiveSettings{.document = options.graph,
+                              .viewed = options.viewed,
+                              .pace = options.vsync ? Gui::Windows::Pace::Display : Gui::Windows::Pace::AtOnce,
+                              .start = [this] { return StartMachine(); },
+                              .prepare = [this](GraphSession& session) { return Prepare(session); }});
+}
 
 Player::~Player()
 {
-    session.reset();
-    Windows::Stop();
+    loop.reset();
+    Gui::Windows::Stop();
 }
 
 Status Player::Play()
 {
-    if (Status opened = Open(); !opened)
-        return opened;
-    WatchForInterrupts();
-    if (Status first = PlayFirst(); !first)
-        return first;
-    const Clock::time_point start = Clock::now();
-    clock.emplace(session->GetFrameRate(), start);
-    while (!IsOver())
+    PrepareLongRun();
+    std::signal(SIGUSR1, [](int) { wantsReport = 1; });
+    Status status = loop->Start();
+    if (!status)
+        return status;
+    LogInfo("F fills the display with a window, Escape ends that; Ctrl-C ends the show.");
+    const LiveLoop::Clock::time_point start = LiveLoop::Clock::now();
+    const auto isOver = [&]
+    { return WasInterrupted() || loop->IsOver() || (options.frames && loop->CountShown() >= *options.frames); };
+    while (status && !isOver())
     {
-        if (options.vsync)
-        {
-            clock->Advance(Clock::now(), Windows::GetRefreshRate());
-            std::this_thread::sleep_until(clock->GetDue());
-        }
-        Windows::ProcessEvents();
-        FollowFiles();
-        if (Graphics::IsLost())
-        {
-            if (Status recovered = Recover(); !recovered)
-                return recovered;
-            if (!session)
-                return Ok(); // the user ended the show meanwhile
-        }
-        ShowFrame(options.vsync ? clock->GetFrame() : lastFrame + 1);
+        status = loop->Step();
+        if (std::exchange(wantsReport, 0))
+            PrintNote(loop->Describe());
+        TellLinesLeftOut();
+        if (WasInterrupted())
+            loop->Stop();
     }
-    if (common.stats)
+    if (common.stats && loop->GetSession())
         PrintStatistics(start);
-    return Ok();
+    return status;
 }
 
-Status Player::Open()
+// Also after a device was lost, when the windows are there already.
+Status Player::StartMachine()
 {
-    documentPath = std::filesystem::absolute(options.graph);
-    watcher.SetFiles({documentPath}); // an edit while the graph starts is not missed
-    Result<GraphDocument> document = ReadDocument(options.graph);
-    if (!document)
-        return document.GetError();
-    if (Status started = StartWindows(); !started)
-        return started;
-    if (Status started = StartGraphics(common); !started)
-        return started;
-    Result<GraphSession> built = BuildGraph(std::move(*document), options.set);
-    if (!built)
-        return built.GetError();
-    session = std::move(*built);
+    if (WasInterrupted())
+        loop->Stop();
+    if (!Gui::Windows::IsStarted())
+    {
+        if (Status started = StartWindows(); !started)
+            return started;
+    }
+    return StartGraphics(common);
+}
+
+Status Player::Prepare(GraphSession& session)
+{
     timed = common.stats && Graphics::StartTimings();
-    return Ok();
+    if (!std::exchange(begun, true))
+    {
+        WatchForInterrupts(); // the show is about to begin
+        if (Status known = CheckViewed(session.GetGraph()); !known)
+            return known; // later it may be gone by an edit
+    }
+    return ApplySettings(session, options.set);
 }
 
-// Runs the first frame, which may take its time: the clock starts behind it.
-Status Player::PlayFirst()
+Status Player::CheckViewed(const Graph& graph) const
 {
-    ShowFrame(0);
-    if (Windows::CountOpen() > 0)
+    if (options.viewed.empty())
         return Ok();
-    if (MayOpenLater())
-    {
-        LogInfo(fmt::format("{} opens no window at first; waiting for one to open.", options.graph));
+    const Operator* const op = graph.Find(options.viewed);
+    if (op && op->GetOutputs().empty())
+        return Error{fmt::format("The operator {} has no output: there is nothing to show.", Quoted(options.viewed))};
+    if (op)
         return Ok();
-    }
-    return Error{fmt::format("{} opens no window, so there is nothing to see. A window opens when \"Open\" of its "
-                             "operator is on; \"varkle render\" writes pictures without one.",
-                             options.graph)};
+    std::vector<std::string> known;
+    for (const std::unique_ptr<Operator>& each : graph.GetOperators())
+        known.push_back(each->GetKey());
+    return Error{fmt::format("--operator {}: there is no such operator in {}{}.", Quoted(options.viewed), options.graph,
+                             Suggestion(options.viewed, known))};
 }
 
-void Player::ShowFrame(long long frame)
+void Player::PrintStatistics(LiveLoop::Clock::time_point start)
 {
-    const TraceSpan span("frame", fmt::format("frame {}", frame));
-    // On a display that is faster than the graph a frame is shown more than once; running it again would fire its
-    // triggers again.
-    if (std::exchange(lastFrame, frame) != frame)
-    {
-        session->GoToFrame(frame);
-        WatchFiles();
-    }
-    else
-        GraphSession::Pump();
-    Windows::Present(options.vsync ? Windows::Pace::Display : Windows::Pace::AtOnce);
-    ++shown;
-    if (Windows::CountOpen() > 0)
-        closesBefore = Windows::CountClosedByHand();
-}
-
-bool Player::IsOver() const
-{
-    if (WasInterrupted() || (options.frames && shown >= *options.frames))
-        return true;
-    return Windows::CountOpen() == 0 && (WasLastClosedByHand() || !MayOpenLater());
-}
-
-// True when no window is open since the user closed one.
-bool Player::WasLastClosedByHand() const
-{
-    return Windows::CountOpen() == 0 && Windows::CountClosedByHand() > closesBefore;
-}
-
-// True when an operator with a window has parameters that move: it may open it in a later frame.
-bool Player::MayOpenLater() const
-{
-    return std::ranges::any_of(Windows::GetOwners(), [&](const std::string& key) { return session->IsAnimated(key); });
-}
-
-void Player::WatchFiles()
-{
-    std::vector<std::filesystem::path> files{documentPath};
-    for (const std::unique_ptr<Operator>& op : session->GetGraph().GetOperators())
-        files.insert(files.end(), op->GetFilesRead().begin(), op->GetFilesRead().end());
-    watcher.SetFiles(files);
-}
-
-void Player::FollowFiles()
-{
-    const std::vector<std::filesystem::path> changes = watcher.TakeChanges();
-    if (changes.empty())
-        return;
-    const auto hasChanged = [&](const std::filesystem::path& file)
-    { return std::ranges::find(changes, file) != changes.end(); };
-    for (const std::unique_ptr<Operator>& op : session->GetGraph().GetOperators())
-    {
-        if (std::ranges::any_of(op->GetFilesRead(), hasChanged))
-            op->MarkDirty();
-    }
-    if (hasChanged(documentPath))
-        ReadDocumentAgain();
-}
-
-void Player::ReadDocumentAgain()
-{
-    Result<GraphDocument> document = ReadDocument(options.graph);
-    const Status updated = document ? session->Update(std::move(*document)) : Status(document.GetError());
-    if (!updated)
-    {
-        PrintError(updated.GetError());
-        LogWarning(fmt::format("{} goes on as it was before.", options.graph));
-        return;
-    }
-    clock->SetFrameRate(session->GetFrameRate());
-    LogInfo(fmt::format("{} was read again.", options.graph));
-}
-
-// Builds the graph anew on a new device. The windows stay where they are. There is no session afterwards when the user
-// did not want to wait for that.
-Status Player::Recover()
-{
-    const Windows::Keep keep;
-    GraphDocument document = session->GetDocument();
-    session.reset();
-    Graphics::Shutdown();
-    if (!StartDeviceAgain())
-        return Ok();
-    Result<GraphSession> built = BuildGraph(std::move(document), options.set);
-    if (!built)
-        return built.GetError();
-    session = std::move(*built);
-    timed = common.stats && Graphics::StartTimings();
-    lastFrame = -1;
-    ShowFrame(options.vsync ? clock->GetFrame() : shown);
-    if (!Graphics::IsLost())
-        LogInfo("The graph runs on a new GPU device.");
-    return Ok();
-}
-
-// Tries until there is one again. Returns false when the user has had enough.
-bool Player::StartDeviceAgain()
-{
-    constexpr std::chrono::milliseconds pause(500);
-    Status started = StartGraphics(common);
-    if (!started)
-        LogWarning("The windows are black until there is a GPU device again: " + started.GetError().message);
-    while (!started)
-    {
-        std::this_thread::sleep_for(pause);
-        Windows::ProcessEvents();
-        if (WasInterrupted() || WasLastClosedByHand())
-            return false;
-        started = StartGraphics(common);
-    }
-    return true;
-}
-
-void Player::PrintStatistics(Clock::time_point start) const
-{
-    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const double seconds = std::chrono::duration<double>(LiveLoop::Clock::now() - start).count();
     PrintNote(fmt::format("{}frames {} in {:.2f} s, {:.1f} a second, {} left out\n",
-                          FormatStatistics(session->GetGraph(), timed), shown, seconds, double(shown - 1) / seconds,
-                          clock->CountDropped()));
+                          FormatStatistics(loop->GetSession()->GetGraph(), timed), loop->CountShown(), seconds,
+                          double(loop->CountShown() - 1) / seconds, loop->CountDropped()));
 }
 
 } // namespace Varkle

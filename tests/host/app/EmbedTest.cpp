@@ -3,6 +3,7 @@
 #include "Varkle/Gpu/Graphics.h"
 #include "app/Documents.h"
 #include "app/ProgramRunner.h"
+#include "app/Show.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
 
@@ -112,6 +113,35 @@ TEST_CASE("The embedding example gets errors as values")
     CHECK(Embed({example, "nobody", folder / "a.png"}).status == 1);
     CHECK(Embed({example, "gray", folder / "missing/a.png"}).status == 1);
     CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("The live example shows a graph in another program, which turns a parameter meanwhile")
+{
+    Show show(Paint("c", "[0, 0, 1]") + "," + WindowOperator("w", "c"));
+    RunningProgram program =
+        ProgramRunner({VARKLE_LIVE_EMBED, show.folder / "graph.varkle", "w.Position", "0", "1"}).Start();
+    const Outcome wrong = program.Wait();
+    CHECK(wrong.status == 1);
+    CHECK(Contains(wrong.error, "Position"));
+
+    show.Save(R"({"key": "lens", "type": "Test.None"})");
+    const Outcome unknown =
+        ProgramRunner({VARKLE_LIVE_EMBED, show.folder / "graph.varkle", "w.Position", "0", "1"}).Run();
+    CHECK(unknown.status == 1);
+    CHECK(Contains(unknown.error, "Test.None"));
+
+    show.Save(Paint("a", "[1, 0, 0]") + "," + Paint("b", "[0, 1, 0]") +
+              R"(, {"key": "mix", "type": "Varkle.Texture.CrossFader", "inputs": {"Inputs": ["a", "b"]}},)" +
+              WindowOperator("w", "mix"));
+    show.program.emplace(
+        ProgramRunner({VARKLE_LIVE_EMBED, show.folder / "graph.varkle", "mix.Fader Position", "0", "1"}).Start());
+    const Testing::WindowId window = show.WaitForWindow("w");
+    show.UntilMoved(window);
+    show.display.AskToClose(window);
+    const Outcome outcome = show.program->Wait();
+    CHECK(outcome.status == 0);
+    CHECK(outcome.output == nothing);
+    CHECK(outcome.error == nothing);
 }
 
 TEST_CASE("A session leaves the signals of its process alone")

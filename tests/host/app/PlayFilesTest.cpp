@@ -147,15 +147,19 @@ TEST_CASE("A picture that is replaced during the show appears")
     CheckIsDone(show.Interrupt());
 }
 
-TEST_CASE("A picture that is missing at first appears as soon as it is there")
+TEST_CASE("A picture that is missing is told of, appears as soon as it is there, and that is told as well")
 {
     Show show(LoadImageOperator("c", "picture.png") + "," + WindowOperator("w", "c"));
     show.display.SetBackground(blue);
     const WindowId window = show.Play("w");
     show.UntilPixel(window, {160, 100}, black);
+    const std::string file = "file \"" + (show.folder / "picture.png") + "\"";
+    show.WaitForError("warning: c: there is no " + file + ".\n");
     WritePicture(show, "picture.png", "#00ff00");
     show.UntilPixel(window, {160, 100}, green);
-    CheckIsDone(show.Interrupt());
+    const Outcome outcome = show.Interrupt();
+    CHECK(outcome.status == 0);
+    CHECK(outcome.error == "warning: c: there is no " + file + ".\ninfo: c: the " + file + " is there now.\n");
 }
 
 TEST_CASE("A model is loaded again when one of its files changes during the show")
@@ -178,15 +182,50 @@ TEST_CASE("A model is loaded again when one of its files changes during the show
     CHECK(show.Interrupt().status == 0);
 }
 
-TEST_CASE("A document whose last window is taken out during the show ends it")
+TEST_CASE("A document whose last window is taken out during the show is waited with until one opens")
 {
     Show show(Graph("[1, 0, 0]"));
     show.UntilPixel(show.Play("w"), {160, 100}, red);
-    show.Save(Paint("c", "[1, 0, 0]"));
-    const Outcome outcome = show.Wait();
-    CHECK(outcome.status == 0);
-    CHECK(outcome.error == "info: graph.varkle was read again.\n");
-    CHECK(show.Find("w") == 0);
+    SECTION("with its operator")
+    {
+        show.Save(Paint("c", "[1, 0, 0]"));
+    }
+    SECTION("closed")
+    {
+        show.Save(Graph("[1, 0, 0]", R"("Open": false)"));
+    }
+    show.WaitForError("info: graph.varkle opens no window any more; waiting for one to open.\n");
+    show.WaitForNoWindow("w");
+    show.Save(Graph("[0, 1, 0]"));
+    show.UntilPixel(show.WaitForWindow("w"), {160, 100}, green);
+    CHECK(show.Interrupt().status == 0);
+}
+
+TEST_CASE("A graph without windows that begins to have one during the show is seen in that")
+{
+    Show show(Paint("c", "[1, 0, 0]"));
+    show.UntilPixel(show.Play("c - graph.varkle"), {160, 100}, red);
+    show.Save(Graph("[0, 1, 0]"));
+    show.UntilPixel(show.WaitForWindow("w"), {160, 100}, green);
+    show.WaitForNoWindow("c - graph.varkle");
+    show.Save(Paint("d", "[0, 0, 1]"));
+    show.UntilPixel(show.WaitForWindow("d - graph.varkle"), {160, 100}, blue);
+    show.WaitForNoWindow("w");
+    CHECK(show.Interrupt().status == 0);
+}
+
+TEST_CASE("A document that is replaced without rest is followed")
+{
+    Show show(Graph("[1, 0, 0]"));
+    const WindowId window = show.Play("w");
+    show.UntilPixel(window, {160, 100}, red);
+    show.Until("the picture is green",
+               [&]
+               {
+                   show.Save(Graph("[0, 1, 0]"));
+                   return Near(show.GetPixel(window, {160, 100}), green);
+               });
+    CHECK(show.Interrupt().status == 0);
 }
 
 TEST_CASE("A window that is added to the document during the show opens")
@@ -253,22 +292,38 @@ TEST_CASE("A fullscreen window goes with its display and comes back with it duri
     show.Until("the picture is back", [&] { return show.GetPixel(window, {799, 300}).b == 255; });
     show.UntilMoved(window);
     CHECK(show.GetPixel(window, {400, 20}) == black);
-    CheckIsDone(show.Interrupt());
+    const Outcome outcome = show.Interrupt();
+    CHECK(outcome.status == 0);
+    CHECK(outcome.error == "warning: The display \"screen\" is gone.\n"
+                           "info: The display \"screen\" is there: 800x600 pixels at (0, 0).\n");
 }
 
-TEST_CASE("When the X server dies the show ends with an error")
+TEST_CASE("When the X server goes the show ends with an error, and what it is to leave is there")
 {
     std::optional<VirtualDisplay> display(std::in_place);
     const TemporaryFolder folder;
     WriteBytes(folder / "graph.varkle", Document(Graph(moving)));
-    RunningProgram program = Program({"play", "graph.varkle"}).In(folder.GetPath()).Start();
+    RunningProgram program =
+        Program({"play", "graph.varkle", "--stats", "--trace", "trace.json"}).In(folder.GetPath()).Start();
     const WindowId window = display->WaitForWindow("w");
     display->WaitUntil("the picture is there",
                        [&] { return display->GetPixel(display->GetArea(window).position + 10).b == 255; });
-    display.reset();
-    const Outcome outcome = program.Wait();
+    std::string reason;
+    SECTION("itself")
+    {
+        display.reset();
+        reason = "The X server is gone, and with it the windows.";
+    }
+    SECTION("or only the program's connection to it")
+    {
+        display->Disconnect(window);
+        reason = "The X server has ended this program's connection, and with it the windows.";
+    }
+    const Outcome outcome = Show::WithoutKeys(program.Wait());
     CHECK(outcome.status == 2);
     CHECK(outcome.signal == 0);
     CHECK(outcome.output == nothing);
-    CHECK(outcome.error == "error: The X server is gone, and with it the windows.\n");
+    CHECK(Contains(outcome.error, "\npasses ")); // the statistics
+    CHECK(Contains(outcome.error, "error: " + reason + "\n"));
+    CHECK(nlohmann::json::accept(ReadBytes(folder / "trace.json")));
 }

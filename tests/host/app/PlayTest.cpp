@@ -1,7 +1,14 @@
 #include "app/Show.h"
 
+#include <array>
+#include <fcntl.h>
 #include <map>
+#include <poll.h>
+#include <regex>
 #include <sstream>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 // How playing a graph begins, goes on in time, and ends.
 
@@ -122,7 +129,7 @@ TEST_CASE("A show ends after as many pictures as were asked for, and tells what 
     CHECK(totals.frames == 12);
     CHECK(totals.dropped == 0);
     CHECK(totals.presents == 12);
-    CHECK(totals.executions == std::map<std::string, long>{{"c", 12}, {"still", 1}, {"w", 12}});
+    CHECK(totals.executions == std::map<std::string, long>{{"c", 12}, {"still", 0}, {"w", 12}});
 }
 
 TEST_CASE("A picture that does not change is presented once")
@@ -176,6 +183,93 @@ TEST_CASE("A graph that is slower than its display runs each frame once")
     CHECK(totals.executions.at("c") == long(ReportedValues(outcome.error).size()));
 }
 
+TEST_CASE("A show says at its start how it is used, and what it is like when asked by a signal")
+{
+    Show show(simple);
+    const WindowId window = show.Play("w");
+    show.WaitForError("info: F fills the display with a window, Escape ends that; Ctrl-C ends the show.\n");
+    show.display.Move(window, {300, 220});
+    show.UntilAt(window, {{300, 220}, {320, 200}});
+    show.program->Send(SIGUSR1);
+    show.WaitForError("window \"w\" of w: 320x200 pixels (320x200 logical) at (300, 220), scale 1, 60.00 Hz, open\n");
+    const Outcome outcome = show.Interrupt();
+    CHECK(outcome.status == 0);
+    CHECK(
+        std::regex_search(outcome.error, std::regex("frame [0-9]+: [0-9.]+ pictures a second, [0-9]+ came too late")));
+}
+
+TEST_CASE("A show that misses its frame rate for seconds says so once, with what costs most")
+{
+    Show show(Paint("c", moving) + "," + Sleeper("c", 80) + "," + WindowOperator("w", "sleeper"));
+    show.Play("w");
+    show.WaitForError("warning: The show misses its frame rate: ");
+    const Outcome outcome = show.Interrupt();
+    CHECK(std::regex_search(outcome.error, std::regex("Most of the processor's time take \"sleeper\" [0-9]+ %, ")));
+}
+
+TEST_CASE("A show goes on when nobody reads what it says, and tells how much was left out")
+{
+    Show show(Paint("c", moving) + "," + WindowOperator("w", "c") + "," + reportFrame);
+    const std::string pipe = show.folder / "pipe";
+    REQUIRE(mkfifo(pipe.c_str(), 0600) == 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    REQUIRE(reader != -1);
+    REQUIRE(fcntl(reader, F_SETPIPE_SZ, 8192) == 8192);
+    std::vector<std::string> command = {"sh", "-c", "exec \"$0\" \"$@\" 2>pipe", VARKLE_PROGRAM};
+    for (const char* const word :
+         {"play", "graph.varkle", "--no-vsync", "--plugin", VARKLE_PLUGIN, "--plugin", TEST_OPERATORS_PLUGIN})
+        command.push_back(word);
+    show.program.emplace(ProgramRunner(command).In(show.folder.GetPath()).Start());
+    const WindowId window = show.WaitForWindow("w");
+    const auto isFull = [&]
+    {
+        pollfd entry{reader, POLLIN, 0};
+        int waiting = 0;
+        return poll(&entry, 1, 0) == 1 && ioctl(reader, FIONREAD, &waiting) == 0 && waiting > 4096;
+    };
+    show.Until("the pipe is full", isFull);
+    show.UntilMoved(window);
+    std::string text;
+    show.Until("it tells what was left out",
+               [&]
+               {
+                   std::array<char, 4096> buffer;
+                   const ssize_t count = read(reader, buffer.data(), buffer.size());
+                   text.append(buffer.data(), std::size_t(std::max<ssize_t>(count, 0)));
+                   return Contains(text, " left out here since nobody read on.\n");
+               });
+    show.program->Send(SIGINT);
+    CHECK(show.program->Wait().status == 0);
+    close(reader);
+    CHECK(std::regex_search(text, std::regex("\nwarning: [0-9]+ lines? w(as|ere) left out here")));
+}
+
+TEST_CASE("A window that nobody can see costs nothing")
+{
+    Show show(Paint("c", moving) + "," + WindowOperator("w", "c", R"("Position": [0, 40])") + "," + Paint("d", moving) +
+              "," + WindowOperator("other", "d", R"("Position": [400, 40])"));
+    show.UntilMoved(show.Play("other", {"--stats"}));
+    const WindowId window = show.WaitForWindow("w");
+    SECTION("minimized")
+    {
+        show.display.Minimize(window);
+        show.Until("the window is minimized", [&] { return show.display.IsMinimized(window); });
+    }
+    SECTION("closed by hand")
+    {
+        show.display.AskToClose(window);
+        show.WaitForNoWindow("w");
+    }
+    SECTION("covered")
+    {
+        show.display.OpenPlainWindow("cover", {{0, 20}, {380, 300}}, {255, 0, 255});
+    }
+    for (int i = 0; i < 20; ++i)
+        show.UntilMoved(show.Find("other"));
+    const Totals totals = ReadTotals(show.Interrupt().error);
+    CHECK(totals.executions.at("d") > totals.executions.at("c") + 30);
+}
+
 TEST_CASE("Without a display there is no show, and the error says so")
 {
     const TemporaryFolder folder;
@@ -193,9 +287,11 @@ TEST_CASE("Without a display there is no show, and the error says so")
 
 TEST_CASE("A graph that opens no window can't be played")
 {
-    Show show(Paint("c", "[0, 1, 0]"));
+    Show show(WindowOperator("w", "", R"("Open": false)"));
     const std::string message = "error: graph.varkle opens no window, so there is nothing to see. A window opens when "
                                 "\"Open\" of its operator is on; \"varkle render\" writes pictures without one.\n";
+    CheckRefused(show.Playing().Run(), 1, message);
+    show.Save("");
     CheckRefused(show.Playing().Run(), 1, message);
     show.Save(Paint("c", "[0, 1, 0]") + "," + WindowOperator("w", "c", R"("Open": false)"));
     CheckRefused(show.Playing().Run(), 1, message);

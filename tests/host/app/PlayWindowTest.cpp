@@ -189,6 +189,44 @@ TEST_CASE("The keys F and Escape take a played window to fullscreen and back to 
     CheckIsDone(show.Interrupt());
 }
 
+TEST_CASE("A played window that the desktop makes fullscreen comes back to its place by key and by desktop")
+{
+    Show show(Paint("c", "[0, 1, 0]") + "," + WindowOperator("w", "c", R"("Position": [60, 70])") + "," +
+              Reporting("w"));
+    const WindowId window = show.Play("w");
+    show.UntilPixel(window, {160, 100}, green);
+    WaitForKeys(show, window);
+    show.display.SetFullscreen(window, true);
+    show.UntilAt(window, {{0, 0}, {800, 600}});
+    show.WaitForError("report: Fullscreen true\n");
+    SECTION("by key")
+    {
+        show.display.TypeKey("f");
+    }
+    SECTION("by desktop")
+    {
+        show.display.SetFullscreen(window, false);
+    }
+    show.UntilAt(window, {{60, 70}, {320, 200}});
+    show.WaitForError("report: Fullscreen false\n", 2); // it was at the start
+    show.Until("the state is not", [&] { return !show.display.HasState(window, fullscreenState); });
+    CHECK(show.Interrupt().status == 0);
+}
+
+TEST_CASE("A window that opens during the show leaves the keys to who has them")
+{
+    Show show(Paint("c", "[0, 1, 0]") + "," + WindowOperator("w", "c"));
+    show.UntilPixel(show.Play("w"), {160, 100}, green);
+    const WindowId plain = show.display.OpenPlainWindow("plain", {{0, 300}, {200, 200}}, blue);
+    WaitForKeys(show, plain);
+    show.Save(Paint("c", "[0, 1, 0]") + "," + WindowOperator("w", "c") + "," + WindowOperator("second", "c"));
+    show.UntilPixel(show.WaitForWindow("second"), {160, 100}, green);
+    show.display.TypeKey("a");
+    show.Until("the key arrives", [&] { return show.display.CountKeys(plain) == 1; });
+    CHECK(show.display.GetFocused() == plain);
+    CHECK(show.Interrupt().status == 0);
+}
+
 TEST_CASE("A played window that is not interactive lets clicks and keys through")
 {
     Show show(Paint("c", moving) + "," +

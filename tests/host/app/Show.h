@@ -129,14 +129,23 @@ public:
         if (!program->WaitForError(text, times))
             FAIL("waited in vain for \"" << text << "\"; the program said:\n" << program->Wait().error);
     }
-    /// Waits for its end.
-    Outcome Wait() { return program->Wait(); }
+    /// Waits for its end. What it said does not have the line that tells the keys.
+    Outcome Wait() { return WithoutKeys(program->Wait()); }
     /// Ends it as a user does in the terminal.
     Outcome Interrupt()
     {
         program->Send(SIGINT);
-        return program->Wait();
+        return Wait();
     }
+    static Outcome WithoutKeys(Outcome outcome)
+    {
+        if (const std::size_t at = outcome.error.find(keys); at != std::string::npos)
+            outcome.error.erase(at, keys.size());
+        return outcome;
+    }
+
+    static constexpr std::string_view keys =
+        "info: F fills the display with a window, Escape ends that; Ctrl-C ends the show.\n";
 
     Testing::VirtualDisplay display;
     TemporaryFolder folder;

@@ -152,6 +152,12 @@ Status GraphSession::GoToFrame(long long frame, const std::vector<std::string>& 
     return Ok();
 }
 
+void GraphSession::GoToFrameFor(long long frame, const std::vector<Operator*>& targets)
+{
+    state->GoToFrame(frame);
+    state->graph.Run(targets);
+}
+
 std::vector<std::string> GraphSession::GetDefaultOutputs() const
 {
     const auto feedsNothing = [](const DataOutput* output) { return output->GetConnections().empty(); };

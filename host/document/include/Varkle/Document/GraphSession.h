@@ -67,6 +67,9 @@ public:
     /// feeds those. An unknown key is an error, and nothing runs.
     Status GoToFrame(long long frame, const std::vector<std::string>& keys);
 
+    /// Does the same for these operators and what feeds them, and no others. They belong to the graph.
+    void GoToFrameFor(long long frame, const std::vector<Operator*>& targets);
+
     /// Returns the keys of the operators with an output that feeds nothing, in document order: what one looks at by
     /// default.
     std::vector<std::string> GetDefaultOutputs() const;

@@ -1,3 +1,4 @@
+#include "Varkle/Core/DataTypes.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/TypeLibrary.h"
 
@@ -19,7 +20,8 @@ namespace
 using Entry = OperatorInfo::Entry;
 using Keys = std::initializer_list<std::string_view>;
 
-// What `type` of an entry may be. "[Type]": the type follows another parameter.
+// What `type` of an entry may be, besides the data types that plug-ins bring. "[Type]": the type follows another
+// parameter.
 constexpr std::string_view entryTypes[] = {"Texture",  "Mesh",      "Model",        "Material",     "Float",
                                            "Int",      "Bool",      "String",       "Enum",         "Color",
                                            "Vector 2", "Vector 3",  "Vector 4",     "Vector 2 Int", "Vector 3 Int",
@@ -251,7 +253,7 @@ private:
         if (!node["type"])
             Warn(line, where + "the entry has no type.");
         const std::optional<std::string> type = ReadText(node, "type", where);
-        if (type && !Contains(entryTypes, *type))
+        if (type && !Contains(entryTypes, *type) && !FindDataType(*type))
             Warn(GetLine(node, "type"), where + "there is no type " + Quoted(*type) + ".");
         return type.value_or("");
     }

@@ -1,12 +1,14 @@
 #include "session/Inspect.h"
 
+#include "Varkle/Core/DataPorts.h"
+#include "Varkle/Core/DataTypes.h"
+#include "Varkle/Core/Operator.h"
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Parameters.h"
 #include "Varkle/Document/JsonLayout.h"
-#include "Varkle/Gpu/Ports.h"
 #include "value/ParameterValue.h"
 
-#include <glm/gtc/type_ptr.hpp>
+#include <variant>
 
 namespace Varkle
 {
@@ -19,15 +21,6 @@ JsonValue Strings(const std::vector<std::string>& texts)
     JsonValue json = JsonArray();
     for (const std::string& text : texts)
         json.elements.push_back(JsonString(text));
-    return json;
-}
-
-template<class Vector>
-JsonValue Numbers(const Vector& vector)
-{
-    JsonValue json = JsonArray();
-    for (glm::length_t i = 0; i < vector.length(); ++i)
-        json.elements.push_back(JsonNumber(vector[i]));
     return json;
 }
 
@@ -99,104 +92,36 @@ JsonValue DescribeInput(const Object& port)
     return json;
 }
 
-void AddTexture(JsonValue& json, const Texture& texture)
-{
-    AddMember(json, "width", JsonInteger(texture.GetWidth()));
-    AddMember(json, "height", JsonInteger(texture.GetHeight()));
-    AddMember(json, "format", JsonString(GetTextureFormatName(texture.GetTextureFormat())));
-}
+JsonValue ToJson(const DataDescription& description);
 
-void AddMesh(JsonValue& json, const Mesh& mesh)
+// Turns each kind of value of a description into JSON.
+struct JsonMaker
 {
-    JsonValue attributes = JsonArray();
-    for (const Attribute& attribute : mesh.GetAttributes())
+    JsonValue operator()(std::monostate) const { return JsonNull(); }
+    JsonValue operator()(bool truth) const { return JsonBool(truth); }
+    JsonValue operator()(long long number) const { return JsonInteger(number); }
+    JsonValue operator()(float number) const { return JsonNumber(number); }
+    JsonValue operator()(double number) const { return JsonNumber(number); }
+    JsonValue operator()(const std::string& text) const { return JsonString(text); }
+    JsonValue operator()(const DataDescription::List& list) const
     {
-        JsonValue entry = JsonObject();
-        AddMember(entry, "name", JsonString(attribute.GetName()));
-        AddMember(entry, "format", JsonString(GetVertexFormatName(attribute.GetFormat())));
-        AddMember(entry, "count", JsonInteger(attribute.GetVertexCount()));
-        attributes.elements.push_back(std::move(entry));
+        JsonValue json = JsonArray();
+        for (const DataDescription& element : list)
+            json.elements.push_back(ToJson(element));
+        return json;
     }
-    AddMember(json, "attributes", std::move(attributes));
-    const Connectivity* const connectivity = mesh.GetConnectivity();
-    if (connectivity)
+    JsonValue operator()(const DataDescription::Members& members) const
     {
-        AddMember(json, "indexCount", JsonInteger(connectivity->GetIndexCount()));
-        const bool isShort = connectivity->GetIndexFormat() == wgpu::IndexFormat::Uint16;
-        AddMember(json, "indexFormat", JsonString(isShort ? "Uint16" : "Uint32"));
+        JsonValue json = JsonObject();
+        for (const auto& [name, member] : members)
+            AddMember(json, name, ToJson(member));
+        return json;
     }
-    const auto topology = connectivity ? connectivity->GetTopology() : wgpu::PrimitiveTopology::TriangleList;
-    AddMember(json, "topology", JsonString(GetTopologyName(topology)));
-    AddMember(json, "material", JsonBool(mesh.GetMaterial() != nullptr));
-}
+};
 
-void AddPbrMaterial(JsonValue& json, const GltfPbrMaterial& material)
+JsonValue ToJson(const DataDescription& description)
 {
-    constexpr const char* alphaModes[] = {"Opaque", "Mask", "Blend"};
-    AddMember(json, "kind", JsonString("PBR"));
-    AddMember(json, "Base Color", Numbers(material.GetBaseColorFactor()));
-    AddMember(json, "Metallic", JsonNumber(material.GetMetallicFactor()));
-    AddMember(json, "Roughness", JsonNumber(material.GetRoughnessFactor()));
-    AddMember(json, "Normal Scale", JsonNumber(material.GetNormalScale()));
-    AddMember(json, "Occlusion Strength", JsonNumber(material.GetOcclusionStrength()));
-    AddMember(json, "Emissive", Numbers(material.GetEmissiveFactor()));
-    AddMember(json, "Alpha Mode", JsonString(alphaModes[int(material.GetAlphaMode())]));
-    AddMember(json, "Alpha Cutoff", JsonNumber(material.GetAlphaCutoff()));
-    AddMember(json, "Double Sided", JsonBool(material.IsDoubleSided()));
-    AddMember(json, "Base Color Texture", JsonBool(bool(material.GetBaseColorTexture())));
-    AddMember(json, "Metallic Roughness Texture", JsonBool(bool(material.GetMetallicRoughnessTexture())));
-    AddMember(json, "Normal Texture", JsonBool(bool(material.GetNormalTexture())));
-    AddMember(json, "Occlusion Texture", JsonBool(bool(material.GetOcclusionTexture())));
-    AddMember(json, "Emissive Texture", JsonBool(bool(material.GetEmissiveTexture())));
-}
-
-void AddMaterial(JsonValue& json, const Material& material)
-{
-    if (const auto* const pbr = dynamic_cast<const GltfPbrMaterial*>(&material))
-    {
-        AddPbrMaterial(json, *pbr);
-    }
-    else if (const auto* const unlit = dynamic_cast<const UnlitMaterial*>(&material))
-    {
-        AddMember(json, "kind", JsonString("Unlit"));
-        AddMember(json, "Base Color", Numbers(unlit->GetBaseColor()));
-        AddMember(json, "Base Color Texture", JsonBool(bool(unlit->GetBaseColorTexture())));
-    }
-}
-
-// What lies deeper is left out: a model may be a chain of any length, programs that read JSON stop somewhere.
-constexpr int deepestNode = 400;
-
-JsonValue DescribeNode(const ModelNode& node, int depth = 1)
-{
-    JsonValue transform = JsonArray();
-    for (int i = 0; i < 16; ++i)
-        transform.elements.push_back(JsonNumber(glm::value_ptr(node.GetTransform())[i]));
-    JsonValue meshes = JsonArray();
-    for (const MeshInstance& instance : node.GetMeshInstances())
-    {
-        JsonValue mesh = JsonObject();
-        AddMesh(mesh, instance.GetMesh());
-        meshes.elements.push_back(std::move(mesh));
-    }
-    JsonValue children = JsonArray();
-    for (const auto& child : node.GetChildren())
-    {
-        if (depth < deepestNode)
-            children.elements.push_back(DescribeNode(*child, depth + 1));
-    }
-    JsonValue json = JsonObject();
-    AddMember(json, "transform", std::move(transform));
-    AddMember(json, "meshes", std::move(meshes));
-    AddMember(json, "children", std::move(children));
-    return json;
-}
-
-void AddModel(JsonValue& json, const Model& model)
-{
-    AddMember(json, "root", model.GetRootNode() ? DescribeNode(*model.GetRootNode()) : JsonNull());
-    AddMember(json, "materials", JsonInteger((long long)(model.GetMaterials().size())));
-    AddMember(json, "textures", JsonInteger((long long)(model.GetTextures().size())));
+    return std::visit(JsonMaker(), description.value);
 }
 
 JsonValue DescribeOutput(const DataOutput& output)
@@ -207,14 +132,12 @@ JsonValue DescribeOutput(const DataOutput& output)
     AddMember(json, "active", JsonBool(output.IsActive()));
     if (!output.IsActive())
         return json;
-    if (const auto* const texture = dynamic_cast<const TextureOutput*>(&output))
-        AddTexture(json, texture->GetTexture());
-    else if (const auto* const mesh = dynamic_cast<const MeshOutput*>(&output))
-        AddMesh(json, mesh->GetMeshData().GetMesh());
-    else if (const auto* const material = dynamic_cast<const MaterialOutput*>(&output))
-        AddMaterial(json, *material->GetMaterialData().GetMaterial());
-    else if (const auto* const model = dynamic_cast<const ModelOutput*>(&output))
-        AddModel(json, model->GetModel());
+    const DataType* const type = FindDataType(output.GetDataTypeName());
+    if (type && type->describe)
+    {
+        for (const auto& [name, member] : type->describe(output))
+            AddMember(json, name, ToJson(member));
+    }
     return json;
 }
 

@@ -1,5 +1,6 @@
 #include "session/Inspect.h"
 
+#include "Varkle/Core/DataTypes.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "document/DocumentOperators.h"
 #include "support/Catch.h"
@@ -362,4 +363,63 @@ TEST_CASE("Inspection keeps log lines that are no UTF-8 readable")
 {
     const std::string text = InspectGraph(Graph(), 0, {{LogLevel::Info, "a\xFFz"}});
     CHECK(Json::parse(text)["log"][0]["text"] == "a\xEF\xBF\xBDz");
+}
+
+namespace
+{
+
+/// Is a type of data that no library knows.
+class TuneInput final : public DataInput
+{
+public:
+    using DataInput::DataInput;
+    static const ObjectType* Type()
+    {
+        static const ObjectType type("Test.TuneInput", Object::Type(), [] { return new TuneInput; });
+        return &type;
+    }
+    const ObjectType* GetType() const override { return Type(); }
+    std::string_view GetDataTypeName() const override { return "Tune"; }
+};
+
+class TuneOutput final : public DataOutput
+{
+public:
+    using DataOutput::DataOutput;
+    void Activate(std::vector<double> newNotes)
+    {
+        notes = std::move(newNotes);
+        Publish();
+    }
+    const ObjectType* GetInputType() const override { return TuneInput::Type(); }
+    std::string_view GetDataTypeName() const override { return "Tune"; }
+
+    std::vector<double> notes;
+
+private:
+    void ClearData() override { notes = {}; }
+};
+
+DataDescription::Members DescribeTune(const DataOutput& output)
+{
+    DataDescription::List notes;
+    for (const double note : static_cast<const TuneOutput&>(output).notes)
+        notes.emplace_back().value = note;
+    return {{"length", {static_cast<long long>(notes.size())}}, {"notes", {std::move(notes)}}, {"loud", {true}}};
+}
+
+} // namespace
+
+TEST_CASE("Inspection describes data of a type that a plug-in brings")
+{
+    const std::vector<double> notes{440, 493.5};
+    CHECK_FALSE(InspectOutput<TuneOutput>(notes).contains("notes"));
+    {
+        const DataTypeRegistration registration({"Tune", DescribeTune});
+        CHECK(InspectOutput<TuneOutput>(notes) == Json::parse(R"({ "name": "The Output", "type": "Tune",
+            "active": true, "length": 2, "notes": [440, 493.5], "loud": true })"));
+        const DataTypeRegistration second({"Tune", {}}); // refused
+        CHECK(FindDataType("Tune")->describe);
+    }
+    CHECK(FindDataType("Tune") == nullptr);
 }

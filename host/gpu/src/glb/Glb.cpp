@@ -1,7 +1,12 @@
 #include "Varkle/Gpu/Glb.h"
 
+#include "Varkle/Core/PendingFile.h"
 #include "glb/NodeWriter.h"
 
+#include <cerrno>
+#include <fstream>
+#include <memory>
+#include <system_error>
 #include <utility>
 
 namespace Varkle
@@ -28,18 +33,18 @@ void AddAll(const Model& model, const std::vector<const ModelNode*>& nodes, Glb:
     }
 }
 
-} // namespace
-
-Result<std::vector<std::uint8_t>> EncodeGlb(const Mesh& mesh)
+Model MakeModel(const Mesh& mesh)
 {
     ModelNode node;
     node.AddMeshInstance(MeshInstance(mesh));
     Model model;
     model.SetRootNode(std::move(node));
-    return EncodeGlb(model);
+    return model;
 }
 
-Result<std::vector<std::uint8_t>> EncodeGlb(const Model& model)
+} // namespace
+
+Status WriteGlb(const Model& model, const GlbSink& sink)
 {
     std::vector<const ModelNode*> nodes;
     if (const ModelNode* const root = model.GetRootNode())
@@ -66,7 +71,63 @@ Result<std::vector<std::uint8_t>> EncodeGlb(const Model& model)
     }
     if (!nodes.empty())
         Glb::AddNodes(file, nodes, meshes);
-    return file.Finish();
+    return file.Finish(sink);
+}
+
+Status WriteGlb(const Mesh& mesh, const GlbSink& sink)
+{
+    return WriteGlb(MakeModel(mesh), sink);
+}
+
+Status WriteGlb(const Model& model, const std::string& path)
+{
+    Result<std::unique_ptr<PendingFile>> pending = PendingFile::Create(path, ".glb");
+    if (!pending)
+        return pending.GetError();
+    std::ofstream file((*pending)->GetHiddenPath(), std::ios::binary);
+    const auto describe = [&] {
+        return Error{"could not write " + path + ": " + std::generic_category().message(errno), true};
+    };
+    Status written =
+        WriteGlb(model,
+                 [&](std::span<const std::uint8_t> bytes) -> Status
+                 {
+                     errno = 0;
+                     file.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+                     return file ? Ok() : Status(describe());
+                 });
+    if (!written)
+        return Error{written.GetError().message.starts_with("could not write ")
+                         ? written.GetError().message
+                         : "could not write " + path + ": " + written.GetError().message,
+                     written.GetError().machine};
+    errno = 0;
+    file.close();
+    return file ? (*pending)->Keep() : Status(describe());
+}
+
+Status WriteGlb(const Mesh& mesh, const std::string& path)
+{
+    return WriteGlb(MakeModel(mesh), path);
+}
+
+Result<std::vector<std::uint8_t>> EncodeGlb(const Mesh& mesh)
+{
+    return EncodeGlb(MakeModel(mesh));
+}
+
+Result<std::vector<std::uint8_t>> EncodeGlb(const Model& model)
+{
+    std::vector<std::uint8_t> file;
+    const Status written = WriteGlb(model,
+                                    [&](std::span<const std::uint8_t> bytes)
+                                    {
+                                        file.insert(file.end(), bytes.begin(), bytes.end());
+                                        return Ok();
+                                    });
+    if (!written)
+        return written.GetError();
+    return file;
 }
 
 } // namespace Varkle

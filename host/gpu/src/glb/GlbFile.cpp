@@ -2,6 +2,7 @@
 
 #include "Varkle/Core/Log.h"
 
+#include <array>
 #include <limits>
 
 namespace Varkle::Glb
@@ -19,25 +20,41 @@ constexpr std::uint64_t Align(std::uint64_t size)
     return (size + 3) / 4 * 4;
 }
 
-class Bytes
+// Hands parts of a file to a sink until one is not taken.
+class Pieces
 {
 public:
-    explicit Bytes(std::size_t size) { bytes.reserve(size); }
+    explicit Pieces(const GlbSink& target) : sink(target) {}
 
-    void Add(std::uint32_t number)
+    void Add(std::span<const std::uint32_t> numbers)
     {
-        for (int shift = 0; shift < 32; shift += 8)
-            bytes.push_back(std::uint8_t(number >> shift));
+        std::vector<std::uint8_t> bytes;
+        for (const std::uint32_t number : numbers)
+        {
+            for (int shift = 0; shift < 32; shift += 8)
+                bytes.push_back(std::uint8_t(number >> shift));
+        }
+        Give(bytes);
     }
 
     void Add(std::span<const std::byte> part, std::uint8_t padding)
     {
-        const auto* const begin = reinterpret_cast<const std::uint8_t*>(part.data());
-        bytes.insert(bytes.end(), begin, begin + part.size());
-        bytes.resize(Align(bytes.size()), padding);
+        const std::array<std::uint8_t, 3> end{padding, padding, padding};
+        Give({reinterpret_cast<const std::uint8_t*>(part.data()), part.size()});
+        Give(std::span(end).first(Align(part.size()) - part.size()));
     }
 
-    std::vector<std::uint8_t> bytes;
+    const Status& GetStatus() const { return status; }
+
+private:
+    void Give(std::span<const std::uint8_t> bytes)
+    {
+        if (status && !bytes.empty())
+            status = sink(bytes);
+    }
+
+    const GlbSink& sink;
+    Status status = Ok();
 };
 
 } // namespace
@@ -75,7 +92,7 @@ void GlbFile::Warn(const std::string& text)
         LogWarning("In the .glb " + text);
 }
 
-Result<std::vector<std::uint8_t>> GlbFile::Finish()
+Status GlbFile::Finish(const GlbSink& sink)
 {
     root["asset"] = {{"version", "2.0"}, {"generator", "Varkle"}};
     if (!extensions.empty())
@@ -90,20 +107,15 @@ Result<std::vector<std::uint8_t>> GlbFile::Finish()
     if (size > std::numeric_limits<std::uint32_t>::max())
         return Error{"A .glb file can't be larger than 4 GiB; this one would have " + std::to_string(size) + " bytes."};
 
-    Bytes file(size);
-    file.Add(0x46546C67); // "glTF"
-    file.Add(2);
-    file.Add(std::uint32_t(size));
-    file.Add(std::uint32_t(Align(json.size())));
-    file.Add(0x4E4F534A); // "JSON"
+    Pieces file(sink);
+    file.Add(std::array<std::uint32_t, 5>{0x46546C67, 2, std::uint32_t(size),              // "glTF" and its version
+                                          std::uint32_t(Align(json.size())), 0x4E4F534A}); // "JSON"
     file.Add(std::as_bytes(std::span(json)), ' ');
-    if (views.empty())
-        return std::move(file.bytes);
-    file.Add(std::uint32_t(viewsEnd));
-    file.Add(0x004E4942); // "BIN"
+    if (!views.empty())
+        file.Add(std::array<std::uint32_t, 2>{std::uint32_t(viewsEnd), 0x004E4942}); // "BIN"
     for (const std::span<const std::byte> view : views)
         file.Add(view, 0);
-    return std::move(file.bytes);
+    return file.GetStatus();
 }
 
 } // namespace Varkle::Glb

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Varkle/Core/Result.h"
+#include "Varkle/Gpu/Glb.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -56,8 +57,8 @@ public:
     /// Logs a warning about what is not in the file as it was asked for, each text once.
     void Warn(const std::string& text);
 
-    /// Returns the file. Errors: it would be larger than 4 GiB.
-    Result<std::vector<std::uint8_t>> Finish();
+    /// Hands the file over, piece by piece. Errors: it would be larger than 4 GiB, and those of the sink.
+    Status Finish(const GlbSink& sink);
 
 private:
     std::vector<std::span<const std::byte>> views;

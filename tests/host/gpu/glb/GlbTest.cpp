@@ -426,3 +426,45 @@ TEST_CASE("A mesh whose device is gone can't be written")
     CHECK(bytes.GetError().message == "The vertices and textures could not be read back from the GPU.");
     CHECK(bytes.GetError().machine);
 }
+
+TEST_CASE("A .glb file is handed over in pieces that together are what is encoded")
+{
+    const Mesh mesh = BareQuad();
+    const Result<std::vector<std::uint8_t>> whole = EncodeGlb(mesh);
+    REQUIRE(whole);
+    std::vector<std::uint8_t> together;
+    int pieces = 0;
+    const Status written = WriteGlb(mesh,
+                                    [&](std::span<const std::uint8_t> bytes)
+                                    {
+                                        ++pieces;
+                                        together.insert(together.end(), bytes.begin(), bytes.end());
+                                        return Ok();
+                                    });
+    CHECK(written);
+    CHECK(pieces > 2);
+    CHECK(together == *whole);
+    const TemporaryFolder folder;
+    REQUIRE(WriteGlb(mesh, folder / "a.glb"));
+    CHECK(ReadBytes(folder / "a.glb") == std::string(whole->begin(), whole->end()));
+    CHECK(folder.Count() == 1);
+}
+
+TEST_CASE("Writing a .glb file ends with the error of whoever takes it, and leaves no file behind")
+{
+    int pieces = 0;
+    const Status refused = WriteGlb(BareQuad(),
+                                    [&](std::span<const std::uint8_t>) -> Status
+                                    {
+                                        ++pieces;
+                                        return Error{"The disk is full.", true};
+                                    });
+    REQUIRE_FALSE(refused);
+    CHECK(refused.GetError().message == "The disk is full.");
+    CHECK(pieces == 1);
+    const TemporaryFolder folder;
+    const Status missing = WriteGlb(BareQuad(), folder / "no folder/a.glb");
+    REQUIRE_FALSE(missing);
+    CHECK(missing.GetError().message.find("no folder/a.glb") != std::string::npos);
+    CHECK(folder.Count() == 0);
+}

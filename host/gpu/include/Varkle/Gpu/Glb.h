@@ -6,6 +6,9 @@
 #include "Varkle/Gpu/Model.h"
 
 #include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
 #include <vector>
 
 namespace Varkle
@@ -36,5 +39,17 @@ namespace Varkle
 /// several places count each time), or the file would be larger than 4 GiB.
 VARKLE_API Result<std::vector<std::uint8_t>> EncodeGlb(const Mesh& mesh);
 VARKLE_API Result<std::vector<std::uint8_t>> EncodeGlb(const Model& model);
+
+/// Takes the next bytes of a file. An error ends the writing.
+using GlbSink = std::function<Status(std::span<const std::uint8_t> bytes)>;
+
+/// Encodes the same and hands it over piece by piece, in order, so that it never lies in memory as a whole: nothing is
+/// held but what was read back from the GPU. Errors: those of EncodeGlb, before the first piece, and the sink's.
+VARKLE_API Status WriteGlb(const Mesh& mesh, const GlbSink& sink);
+VARKLE_API Status WriteGlb(const Model& model, const GlbSink& sink);
+/// Writes it to a file, which takes its name when it is complete: what was there before stays until then, and after an
+/// error. Such an error is "could not write PATH: " with the reason.
+VARKLE_API Status WriteGlb(const Mesh& mesh, const std::string& path);
+VARKLE_API Status WriteGlb(const Model& model, const std::string& path);
 
 } // namespace Varkle

@@ -107,6 +107,7 @@ int Conclude(const Status& written, const Outputs& outputs, const Console& conso
     if (!written)
         return PrintError(written.GetError());
     int status = console.HasErrors() ? WrongInput : Done;
+    const bool lacksMemory = Graphics::GetCounters().memoryShortages > 0; // the log says for what
     for (const ExportedOutput& output : outputs)
     {
         if (output.emptyFrames == 0)
@@ -114,7 +115,7 @@ int Conclude(const Status& written, const Outputs& outputs, const Console& conso
         status = WrongInput;
         PrintGaps(output);
     }
-    return status;
+    return lacksMemory ? MachineFailed : status;
 }
 
 Status RunFrames(Exporter& exporter, const FrameRange& frames)

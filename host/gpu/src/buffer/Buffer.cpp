@@ -224,6 +224,8 @@ wgpu::Buffer TakeOrCreate(std::uint64_t size, wgpu::BufferUsage usage, bool mapp
                                  std::to_string(Graphics::GetLimits().maxBufferSize) + " bytes."));
         return nullptr;
     }
+    if (!Internal::HasRoom(size))
+        return Refuse(size, Internal::NoRoom);
     const std::string label = Internal::Label("buffer");
     wgpu::BufferDescriptor descriptor;
     descriptor.label = std::string_view(label);

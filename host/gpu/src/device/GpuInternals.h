@@ -70,6 +70,12 @@ bool IsFresh(const Texture& texture);
 /// Notes that the GPU took a pass that draws into a texture.
 void NoteDrawn(const Texture& texture);
 
+/// Returns whether there is memory for a texture or a buffer. A GPU that is the CPU takes it from the process, and
+/// crashes when nothing is left for its own work. Counts a shortage.
+bool HasRoom(std::uint64_t bytes);
+/// What is said to be the reason when there is none.
+inline constexpr std::string_view NoRoom = "There is not enough memory for it.";
+
 /// True when a request is to fail because a test wants it so (Graphics::FailNext); counts it.
 bool TakeFailure(GpuRequest request);
 /// What is said to be the reason then.

@@ -17,6 +17,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -501,6 +502,19 @@ wgpu::Sampler GetSampler(wgpu::FilterMode filter, wgpu::AddressMode addressMode)
     return sampler->second;
 }
 
+bool HasRoom(std::uint64_t bytes)
+{
+    constexpr std::uint64_t small = 16u << 20;    // asking costs more than what it saves
+    constexpr std::uint64_t reserve = 128u << 20; // what a software GPU needs to draw, generously
+    if (bytes < small || Get().adapter.type != "CPU")
+        return true;
+    const std::unique_ptr<std::byte[]> probe(new (std::nothrow)
+                                                 std::byte[bytes + reserve]); // untouched, it costs nothing
+    if (!probe)
+        ++Counters().memoryShortages;
+    return probe != nullptr;
+}
+
 bool TakeFailure(GpuRequest request)
 {
     const auto found = Get().failures.find(request);
@@ -548,6 +562,8 @@ std::string ErrorScope::Finish()
             {
                 if (type != wgpu::ErrorType::NoError && complaint.empty())
                     complaint = FirstLine(text);
+                if (type == wgpu::ErrorType::OutOfMemory)
+                    ++Counters().memoryShortages;
             }));
     }
     if (!complaint.empty())

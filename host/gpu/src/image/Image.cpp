@@ -4,6 +4,7 @@
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/Text.h"
 #include "Varkle/Gpu/PictureMemory.h"
+#include "device/GpuInternals.h"
 #include "device/ReadBacks.h"
 #include "image/ImageCodecs.h"
 
@@ -46,7 +47,8 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    LogError(name + " can't be decoded: there is not enough memory.");
+    ++Internal::Counters().memoryShortages;
+    LogError(Internal::Label(name + " can't be decoded: there is not enough memory."));
     return {};
 }
 

@@ -82,6 +82,8 @@ std::nullptr_t RefuseTexture(const PoolKey& key, std::string_view reason)
 
 wgpu::Texture CreateTexture(const PoolKey& key)
 {
+    if (!Internal::HasRoom(SizeInBytes(key)))
+        return RefuseTexture(key, Internal::NoRoom);
     const wgpu::Device device = Graphics::GetDevice();
     const std::string label = Internal::Label("texture");
     wgpu::TextureDescriptor descriptor;
@@ -140,7 +142,10 @@ void CopyFromStaging(const Band& band, const wgpu::Buffer& staging, std::uint32_
 bool UploadInBands(const wgpu::Texture& texture, const Image& image, std::uint32_t pitch)
 {
     const auto height = std::uint32_t(image.GetHeight());
-    const std::uint32_t bandRows = std::min(height, std::max(std::uint32_t(BufferPool::MaxStagedBytes / pitch), 1u));
+    // What is too large to be kept goes in small bands: it is as fast, and such pictures leave little memory.
+    constexpr std::uint64_t bandBytes = 16u << 20;
+    const bool isHuge = std::uint64_t(pitch) * height > BufferPool::MaxStagedBytes;
+    const std::uint32_t bandRows = isHuge ? std::max(std::uint32_t(bandBytes / pitch), 1u) : height;
     wgpu::Buffer staging = BufferPool::TakeStaging(std::uint64_t(pitch) * bandRows);
     if (!staging)
         return false; // logged

@@ -37,8 +37,10 @@ struct GpuCounters
     std::uint64_t bytesUploaded = 0; ///< to buffers and textures
     std::uint64_t readBacks = 0;     ///< pixel reads that were asked for
     std::uint64_t errors = 0;        ///< errors that the device reported
-    std::uint64_t mostFrames = 0;    ///< the most frames that were under way at once (Graphics::EndFrame)
-    std::uint64_t idleTextures = 0;  ///< textures that wait in the pool now
+    /// Pictures, textures and buffers that could not be made for want of memory; the log says which.
+    std::uint64_t memoryShortages = 0;
+    std::uint64_t mostFrames = 0;   ///< the most frames that were under way at once (Graphics::EndFrame)
+    std::uint64_t idleTextures = 0; ///< textures that wait in the pool now
     std::uint64_t idleTextureBytes = 0;
     std::uint64_t idleBuffers = 0; ///< buffers that wait in the pool now
     std::uint64_t idleBufferBytes = 0;

@@ -302,6 +302,17 @@ Texture TextureAccess::Allocate(glm::ivec2 size, wgpu::TextureFormat format, std
     return texture;
 }
 
+Texture TextureAccess::Wrap(const wgpu::Texture& wrapped)
+{
+    Texture texture;
+    texture.storage = std::make_shared<TextureStorage>();
+    texture.storage->texture = wrapped;
+    texture.storage->view = wrapped.CreateView();
+    texture.storage->generation = Internal::DeviceGeneration();
+    texture.storage->pooled = false;
+    return texture;
+}
+
 void TextureAccess::ClearFresh(const Texture& texture)
 {
     if (!std::exchange(texture.storage->fresh, false))

@@ -46,6 +46,9 @@ struct TextureAccess
     /// device can't make it. Multisampled and depth textures can only be drawn into.
     static Texture Allocate(glm::ivec2 size, wgpu::TextureFormat format, std::uint32_t sampleCount);
 
+    /// Returns a handle of a texture that comes from elsewhere and never goes to the pool: a window's, to draw into.
+    static Texture Wrap(const wgpu::Texture& texture);
+
     /// Clears a frame buffer's texture into which nothing was drawn, before something looks at it: what the pool hands
     /// out holds an old picture.
     static void ClearFresh(const Texture& texture);

@@ -1,8 +1,9 @@
 #include "Varkle/Gpu/BindGroupBuilder.h"
+#include "Varkle/Gpu/PassRecorder.h"
 #include "device/GpuInternals.h"
 #include "device/ResourcePool.h"
-#include "pass/PipelineInternals.h"
 #include "shader/BuiltInShaders.h"
+#include "shader/ShaderInternals.h"
 #include "texture/TextureStorage.h"
 #include "window/WindowSurface.h"
 
@@ -92,22 +93,6 @@ bool IsDrawable(const Texture& texture)
            IsFloatFormat(texture.GetTextureFormat());
 }
 
-void DrawPicture(const wgpu::RenderPassEncoder& pass, const Texture& texture, wgpu::TextureFormat format,
-                 const Placement& placement)
-{
-    const RenderPipeline& pipeline = GetPipeline(format);
-    const wgpu::RenderPipeline& created = PreparePipeline(*PipelineAccess::Data(pipeline));
-    const wgpu::BindGroup group = GetBindGroup(texture, pipeline);
-    if (!created || !group)
-        return; // logged
-    pass.SetScissorRect(std::uint32_t(placement.position.x), std::uint32_t(placement.position.y),
-                        std::uint32_t(placement.size.x), std::uint32_t(placement.size.y));
-    pass.SetPipeline(created);
-    pass.SetBindGroup(0, group);
-    pass.Draw(3);
-    ++Internal::Counters().draws;
-}
-
 } // namespace
 
 Placement FitInto(const glm::ivec2& picture, const glm::ivec2& window)
@@ -127,38 +112,30 @@ Placement FitInto(const glm::ivec2& picture, const glm::ivec2& window)
     return {(window - size) / 2, size};
 }
 
-void DrawFitted(const Texture& texture, const wgpu::TextureView& target, wgpu::TextureFormat format,
-                const glm::ivec2& size, bool transparent)
+void DrawFitted(const Texture& texture, const FrameBuffer& target, bool transparent)
 {
     Kept& kept = GetKept();
-    if (!Internal::IsCurrent(Internal::DeviceGeneration()) || !target)
+    if (!Internal::IsCurrent(Internal::DeviceGeneration()) || !target.GetColorTarget(0))
         return;
     if (kept.generation != Internal::DeviceGeneration())
         ReleaseFitted();
     kept.generation = Internal::DeviceGeneration();
     kept.sources.Trim(false);
 
+    RenderPassRecorder pass;
+    pass.BindFrameBuffer(target).ClearColorBuffer({0, 0, 0, 1});
     const glm::ivec2 picture{texture.GetWidth(), texture.GetHeight()};
-    const Placement placement = FitInto(picture, size);
-    const bool drawable = IsDrawable(texture) && placement != Placement{};
-    if (drawable)
+    const Placement placement = FitInto(picture, {target.GetWidth(), target.GetHeight()});
+    if (IsDrawable(texture) && placement != Placement{})
+    {
         SetPlacing(picture, placement, !transparent);
-
-    wgpu::RenderPassColorAttachment attachment;
-    attachment.view = target;
-    attachment.loadOp = wgpu::LoadOp::Clear;
-    attachment.storeOp = wgpu::StoreOp::Store;
-    attachment.clearValue = {0, 0, 0, 1};
-    wgpu::RenderPassDescriptor descriptor;
-    descriptor.colorAttachmentCount = 1;
-    descriptor.colorAttachments = &attachment;
-    const wgpu::CommandEncoder encoder = Graphics::GetDevice().CreateCommandEncoder();
-    const wgpu::RenderPassEncoder pass = encoder.BeginRenderPass(&descriptor);
-    if (drawable)
-        DrawPicture(pass, texture, format, placement);
-    pass.End();
-    ++Internal::Counters().renderPasses;
-    Internal::Submit(encoder);
+        const RenderPipeline& pipeline = GetPipeline(target.GetFormat().colorFormats[0]);
+        pass.BindPipeline(pipeline)
+            .BindBindGroup(0, GetBindGroup(texture, pipeline))
+            .SetScissor(placement.position, placement.size)
+            .Draw(3, 1, 0, 0);
+    }
+    pass.Submit();
 }
 
 void ReleaseFitted()

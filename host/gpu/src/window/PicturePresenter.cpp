@@ -23,7 +23,7 @@ bool PicturePresenter::Show(const Texture& texture, const glm::ivec2& size)
         canvas = Texture::Create(size, wgpu::TextureFormat::RGBA8Unorm);
     if (!canvas)
         return false; // logged
-    DrawFitted(texture, Internal::GetRenderView(canvas), canvas.GetTextureFormat(), size, true);
+    DrawFitted(texture, FrameBuffer::FromTexture(canvas), true);
     ++*underWay;
     canvas.ReadPixelsAsync(
         [this, wanted = std::weak_ptr<int>(underWay)](const Image& picture)

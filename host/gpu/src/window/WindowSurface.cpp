@@ -2,6 +2,7 @@
 
 #include "Varkle/Core/Log.h"
 #include "device/GpuInternals.h"
+#include "texture/TextureStorage.h"
 
 #include <algorithm>
 #include <span>
@@ -292,7 +293,7 @@ bool WindowSurface::DrawOnSurface(const Texture& texture, const glm::ivec2& size
     if (!target)
         return false;
     trouble.clear(); // it is over
-    DrawFitted(texture, target.CreateView(), offer.format, size, offer.transparent);
+    DrawFitted(texture, FrameBuffer::FromTexture(TextureAccess::Wrap(target)), offer.transparent);
     surface.Present();
     presented = true;
     return true;

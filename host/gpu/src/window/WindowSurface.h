@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Gpu/FrameBuffer.h"
 #include "Varkle/Gpu/Texture.h"
 #include "Varkle/Gpu/WindowPlatform.h"
 #include "Varkle/Gpu/Windows.h"
@@ -27,12 +28,11 @@ struct Placement
 /// one pixel wide and high; nothing when either has no size.
 Placement FitInto(const glm::ivec2& picture, const glm::ivec2& window);
 
-/// Draws a texture into a target of that size and format, fitted, on black. An empty texture is black. Alpha is not
+/// Draws a texture into a frame buffer, fitted, on black. An empty texture is black. Alpha is not
 /// premultiplied in the texture; with `transparent` it is in what is drawn, and the rest is opaque black, else what is
 /// not opaque lies over black and alpha is 1. Pixels come out exactly where the sizes are the same, are interpolated
 /// where the picture grows and averaged where it shrinks.
-void DrawFitted(const Texture& texture, const wgpu::TextureView& target, wgpu::TextureFormat format,
-                const glm::ivec2& size, bool transparent);
+void DrawFitted(const Texture& texture, const FrameBuffer& target, bool transparent);
 
 /// Lets go of the pictures that were drawn lately, whose memory DrawFitted keeps for a few seconds otherwise.
 void ReleaseFitted();

@@ -22,8 +22,7 @@ constexpr Rgba8 black{0, 0, 0, 255};
 
 void DrawInto(const Texture& target, const Texture& texture, bool transparent = false)
 {
-    DrawFitted(texture, Internal::GetRenderView(target), target.GetTextureFormat(),
-               {target.GetWidth(), target.GetHeight()}, transparent);
+    DrawFitted(texture, FrameBuffer::FromTexture(target), transparent);
 }
 
 // Returns what a window of that size shows.

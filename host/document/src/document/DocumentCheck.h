@@ -14,10 +14,17 @@ namespace Varkle
 /// left is for FindBuildErrors to find.
 std::vector<DocumentError> CheckDeclared(const GraphDocument& document);
 
-/// Returns what is wrong with some of a document's operators, given by their places. `cycles` asks for those that they
-/// are part of, `head` for what stands beside the list of operators.
-std::vector<DocumentError> CheckPart(const GraphDocument& document, const std::vector<std::size_t>& operators,
-                                     bool cycles, bool head);
+/// Says what of a document is to be checked.
+struct CheckScope
+{
+    std::vector<std::size_t> operators; ///< their places
+    bool cycles = false;                ///< that they are part of
+    bool head = false;                  ///< what stands beside the list of operators
+    bool built = false;                 ///< also what only the operators themselves know
+};
+
+/// Returns what is wrong with a part of a document.
+std::vector<DocumentError> CheckPart(const GraphDocument& document, const CheckScope& scope);
 
 /// Returns why an operator of a type can't feed an input whatever the document says: it gives other data, or none.
 /// Empty when it can.

@@ -806,7 +806,7 @@ private:
     std::vector<DocumentError> Check() const
     {
         return checksAll ? document.Check()
-                         : CheckPart(document, {touched.begin(), touched.end()}, checksCycles, checksHead);
+                         : CheckPart(document, {{touched.begin(), touched.end()}, checksCycles, checksHead, true});
     }
 
     GraphDocument& document;

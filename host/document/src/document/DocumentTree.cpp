@@ -124,7 +124,13 @@ void ForEachKey(JsonValue& op, const std::function<void(JsonValue& key)>& visit)
     }
 }
 
-GraphDocument TakePart(const GraphDocument& document, const std::vector<std::size_t>& operators)
+void ForgetSources(JsonValue& op)
+{
+    if (JsonValue* const inputs = FindMember(op, "inputs"))
+        VisitSources(*inputs, [](JsonValue& key) { key.kind = JsonKind::Null; });
+}
+
+GraphDocument TakePart(const GraphDocument& document, const std::vector<std::size_t>& operators, bool wires)
 {
     const std::vector<JsonValue>& all = GetOperators(document.GetRoot());
     std::vector<std::size_t> places = operators;
@@ -135,6 +141,8 @@ GraphDocument TakePart(const GraphDocument& document, const std::vector<std::siz
     for (const std::size_t place : places)
     {
         part.push_back(all[place]);
+        if (!wires)
+            ForgetSources(part.back());
         ForEachKey(part.back(),
                    [&](JsonValue& key)
                    {

@@ -37,13 +37,17 @@ bool IsKey(std::string_view text);
 /// Calls `visit` with each value of an operator's inputs that names what feeds it.
 void ForEachSource(const JsonValue& op, const std::function<void(const JsonValue& key)>& visit);
 
+/// Makes nothing feed an operator's inputs; lists keep their elements.
+void ForgetSources(JsonValue& op);
+
 /// Calls `visit` with each value of an operator that names another one: of inputs, elements of input lists and, where
 /// the type is known, References, also in bundles. Values that are null are left out.
 void ForEachKey(JsonValue& op, const std::function<void(JsonValue& key)>& visit);
 
 /// Returns a document of some of another one's operators, in its order, and of those that they name: these stand for
-/// themselves with nothing but key and type. What names an operator that is unknown names nothing there.
-GraphDocument TakePart(const GraphDocument& document, const std::vector<std::size_t>& operators);
+/// themselves with nothing but key and type. What names an operator that is unknown names nothing there. Without
+/// `wires` nothing feeds the operators; their lists have their elements all the same.
+GraphDocument TakePart(const GraphDocument& document, const std::vector<std::size_t>& operators, bool wires = true);
 
 /// Opens documents to the parts of this library that make and change them.
 class DocumentAccess

@@ -519,16 +519,16 @@ std::vector<DocumentError> CheckDeclared(const GraphDocument& document)
     return checker.TakeErrors();
 }
 
-std::vector<DocumentError> CheckPart(const GraphDocument& document, const std::vector<std::size_t>& operators,
-                                     bool cycles, bool head)
+std::vector<DocumentError> CheckPart(const GraphDocument& document, const CheckScope& scope)
 {
     Checker checker(document);
-    if (head)
+    if (scope.head)
         checker.CheckHead();
-    checker.CheckOperators(operators);
-    if (cycles)
-        checker.CheckCycles(operators);
-    checker.CheckBuilt(operators);
+    checker.CheckOperators(scope.operators);
+    if (scope.cycles)
+        checker.CheckCycles(scope.operators);
+    if (scope.built)
+        checker.CheckBuilt(scope.operators);
     return checker.TakeErrors();
 }
 

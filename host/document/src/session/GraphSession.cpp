@@ -125,6 +125,16 @@ Status GraphSession::Update(GraphDocument document)
     return state->Update(std::move(document));
 }
 
+Status GraphSession::Apply(const DocumentChange& change)
+{
+    return state->Apply(change);
+}
+
+Result<DocumentChange> GraphSession::Apply(const DocumentEdit& edit)
+{
+    return state->Apply(edit);
+}
+
 void GraphSession::GoToFrame(long long frame)
 {
     state->GoToFrame(frame);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Varkle/Document/DocumentEdit.h"
 #include "Varkle/Document/DocumentQuery.h"
 #include "Varkle/Document/GraphSession.h"
 #include "Varkle/Document/Json.h"
@@ -16,6 +17,8 @@
 
 namespace Varkle
 {
+
+struct Difference;
 
 /// Is a value that the document or the user gave a parameter, and the parameter while there is one.
 struct Setting
@@ -107,6 +110,8 @@ struct SessionState
     void GoToFrame(long long newFrame);
     Status SetParameter(std::string_view target, std::string_view text);
     Status Update(GraphDocument wanted);
+    Status Apply(const DocumentChange& change);
+    Result<DocumentChange> Apply(const DocumentEdit& edit);
     bool IsAnimated(const Operator& op) const;
     std::vector<MissingFile> FindMissingFiles() const;
     /// Returns a message for a key that no operator has.
@@ -120,7 +125,11 @@ struct SessionState
     void CheckBundleCounts(const Operator& op, const JsonValue& json);
     void CheckParameters(const OperatorSettings& ofOperator);
 
-    void Follow(GraphDocument wanted, const Graph& model);
+    Status FollowChange(const DocumentChange& change);
+    Status Follow(const Difference& difference, bool sameFolder);
+    void FollowOrder();
+    void FollowSettings(std::size_t place, const Graph& model, bool sameFolder);
+    static void RefreshPlaces(const JsonValue& json, OperatorSettings& ofOperator);
     bool ResetDropped(const OperatorSettings& ofOperator, bool structure, Predecessor& before);
     void ApplyAfter(const Predecessor& before, const Operator& op, Setting& setting, Parameter& parameter);
 

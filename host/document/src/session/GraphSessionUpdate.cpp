@@ -1,18 +1,22 @@
 #include "Varkle/Core/Log.h"
 #include "Varkle/Core/ParameterBundle.h"
 #include "Varkle/Core/Parameters.h"
+#include "document/DocumentChange.h"
 #include "document/DocumentCheck.h"
 #include "document/DocumentPaths.h"
+#include "document/DocumentTree.h"
+#include "session/Difference.h"
 #include "session/GraphSessionState.h"
 #include "session/GraphUpdate.h"
 
 #include <algorithm>
+#include <numeric>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
-// Brings a running graph to what another document says. The document is built beside it first, without running: that
-// tells whether it can be, and is the model of what becomes of the running graph.
+// Brings a running graph to what another document says. What differs in the document is built beside it first, without
+// running: that tells whether it can be, and is the model of what becomes of the running graph.
 
 namespace Varkle
 {
@@ -38,53 +42,174 @@ Status SessionState::Update(GraphDocument wanted)
 {
     if (Operator::Executing())
         return Error{"a graph can't be updated while it runs"};
-    if (const std::vector<DocumentError> wrong = CheckDeclared(wanted); !wrong.empty())
-        return Error{JoinErrors(wrong)};
-    SessionState plain(wanted, frame);
-    plain.Build();
-    if (!plain.errors.empty())
-        return Error{JoinErrors(plain.errors)};
-    if (overrides.empty())
+    const JsonValue& root = wanted.GetRoot();
+    const JsonValue* const list = root.Find("operators");
+    const bool isList = root.kind == JsonKind::Object && (!list || list->kind == JsonKind::Array);
+    const Difference difference = isList ? Compare(document, wanted, graph) : Difference();
+    if (!isList || difference.broken)
+        return Error{JoinErrors(CheckDeclared(wanted))};
+    const bool sameFolder = document.GetFolder() == wanted.GetFolder();
+    std::swap(document, wanted);
+    const Status status = Follow(difference, sameFolder);
+    if (!status)
+        std::swap(document, wanted);
+    return status;
+}
+
+Status SessionState::Apply(const DocumentChange& change)
+{
+    if (Operator::Executing())
+        return Error{"a graph can't be updated while it runs"};
+    if (const Status fits = ApplyChange(document, change); !fits)
+        return fits;
+    const Status status = FollowChange(change);
+    if (!status)
+        TakeBack(document, change);
+    return status;
+}
+
+Result<DocumentChange> SessionState::Apply(const DocumentEdit& edit)
+{
+    if (Operator::Executing())
+        return Error{"a graph can't be updated while it runs"};
+    Result<DocumentChange> change = ApplyEdit(document, edit);
+    if (!change)
+        return change;
+    const Status status = FollowChange(*change);
+    if (status)
+        return change;
+    TakeBack(document, *change);
+    return status.GetError();
+}
+
+// Brings the graph to the document, to which the change has been done.
+Status SessionState::FollowChange(const DocumentChange& change)
+{
+    Difference difference;
+    if (!ReadChange(document, change, difference))
     {
-        Follow(std::move(wanted), plain.graph);
-        return Ok();
+        GraphDocument before = document;
+        TakeBack(before, change);
+        difference = Compare(before, document, graph, FindRenames(before, document, change));
     }
-    // What was set for this run may not fit everything in the document. That is no fault of the document.
-    SessionState model(wanted, frame);
-    model.overrides = overrides;
-    model.Build();
-    Follow(std::move(wanted), model.graph);
+    return Follow(difference, true);
+}
+
+// Brings the graph to the document, which differs from the one before by no more than is said. After an error the graph
+// is as before.
+Status SessionState::Follow(const Difference& difference, bool sameFolder)
+{
+    std::vector<std::size_t> changed = difference.changed;
+    if (!sameFolder) // relative paths mean other files
+    {
+        changed.resize(GetOperators(document.GetRoot()).size());
+        std::iota(changed.begin(), changed.end(), std::size_t(0));
+    }
+    if (difference.order) // what was set for this run may refer to operators that come
+    {
+        for (const Override& set : overrides)
+        {
+            const std::optional<std::size_t> place = document.FindOperator(difference.renames.ToNew(set.key));
+            if (place && std::ranges::find(changed, *place) == changed.end())
+                changed.push_back(*place);
+        }
+    }
+    const std::vector<DocumentError> wrong = CheckPart(document, {changed, difference.wires, true, false});
+    if (!wrong.empty())
+        return Error{JoinErrors(wrong)};
+    const GraphDocument part = TakePart(document, changed, difference.wires);
+    auto model = std::make_unique<SessionState>(part, frame);
+    model->Build();
+    if (!model->errors.empty())
+        return Error{JoinErrors(model->errors)};
+    for (Override& set : overrides)
+        set.key = difference.renames.ToNew(set.key);
+    if (!overrides.empty())
+    {
+        // What was set for this run may not fit everything in the document. That is no fault of the document.
+        model = std::make_unique<SessionState>(part, frame);
+        model->overrides = overrides;
+        model->Build();
+    }
+
+    const std::vector<JsonValue>& operators = GetOperators(document.GetRoot());
+    difference.renames.Apply(graph, difference.gone);
+    if (difference.wires || difference.order)
+    {
+        std::vector<std::string> keys;
+        for (const std::size_t place : changed)
+            keys.push_back(GetText(operators[place], "key"));
+        FollowGraph(graph, model->graph, keys, difference.gone);
+    }
+    if (difference.order)
+        FollowOrder();
+    if (difference.places)
+    {
+        for (std::size_t i = 0; i < operators.size(); ++i)
+            RefreshPlaces(operators[i], settings[i]);
+    }
+    for (const std::size_t place : changed)
+        FollowSettings(place, model->graph, sameFolder);
+    FindAnimated();
+    LogErrors();
     return Ok();
 }
 
-void SessionState::Follow(GraphDocument wanted, const Graph& model)
+// Puts the graph's operators, and what was set of them, into the order of the document.
+void SessionState::FollowOrder()
 {
-    FollowGraph(graph, model);
     std::unordered_map<const Operator*, OperatorSettings> before;
     for (OperatorSettings& ofOperator : std::exchange(settings, {}))
     {
         if (const Operator* const op = GetOperator(ofOperator))
             before.emplace(op, std::move(ofOperator));
     }
-    const bool sameFolder = document.GetFolder() == wanted.GetFolder();
-    document = std::move(wanted);
+    std::vector<const Operator*> order;
     structured.clear();
-
-    const JsonValue* const list = document.GetRoot().Find("operators");
-    for (std::size_t i = 0; i < graph.GetOperators().size(); ++i)
+    for (const JsonValue& json : GetOperators(document.GetRoot()))
     {
-        Operator& op = *graph.GetOperators()[i];
-        settings.push_back({WeakObject(&op), {}, 0});
-        CollectSettings(list->elements[i], settings.back());
-        Predecessor predecessor{std::move(before[&op].settings), {}, *model.GetOperators()[i], sameFolder, {}};
-        for (const std::unique_ptr<Setting>& setting : predecessor.settings)
-            predecessor.byParameter.emplace(GetParameter(*setting), setting.get());
-        ApplySettings(settings.back(), &predecessor);
-        if (HasStructureParameters(op))
-            structured.push_back(i);
+        Operator* const op = graph.Find(GetText(json, "key"));
+        if (HasStructureParameters(*op))
+            structured.push_back(order.size());
+        order.push_back(op);
+        const auto known = before.find(op);
+        settings.push_back(known != before.end() ? std::move(known->second)
+                                                 : OperatorSettings{WeakObject(op), {}, op->GetStructureVersion()});
     }
-    FindAnimated();
-    LogErrors();
+    graph.SetOrder(order);
+}
+
+// Sets an operator's parameters to what the document says of them now. The model has what it says, and otherwise what a
+// new operator has.
+void SessionState::FollowSettings(std::size_t place, const Graph& model, bool sameFolder)
+{
+    const JsonValue& json = GetOperators(document.GetRoot())[place];
+    const std::string key = GetText(json, "key");
+    OperatorSettings& ofOperator = settings[place];
+    Predecessor before{std::exchange(ofOperator.settings, {}), {}, *model.Find(key), sameFolder, {}};
+    for (const std::unique_ptr<Setting>& setting : before.settings)
+        before.byParameter.emplace(GetParameter(*setting), setting.get());
+    CollectSettings(json, ofOperator);
+    ApplySettings(ofOperator, &before);
+}
+
+// Tells the settings of an operator, of which the document says the same as before, where it does so now.
+void SessionState::RefreshPlaces(const JsonValue& json, OperatorSettings& ofOperator)
+{
+    for (const std::unique_ptr<Setting>& setting : ofOperator.settings)
+    {
+        const JsonValue* map = json.Find(setting->bundleList.empty() ? "parameters" : "bundles");
+        if (map && !setting->bundleList.empty())
+        {
+            const JsonValue* const maps = map->Find(setting->bundleList);
+            map = maps && setting->bundle < maps->elements.size() ? &maps->elements[setting->bundle] : nullptr;
+        }
+        const auto index = map && setting->at.line > 0 ? FindMemberIndex(*map, setting->name) : std::nullopt;
+        if (!index)
+            continue;
+        setting->at = map->members[*index].at;
+        setting->json.at = map->members[*index].value.at;
+    }
 }
 
 // Gives the parameters that are no longer mentioned, either those that decide which there are or the others, what the

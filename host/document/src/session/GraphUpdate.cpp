@@ -36,50 +36,39 @@ void ForEachInput(const Operator& op, const Operator& model, const OnInput& onIn
 class Follower
 {
 public:
-    Follower(Graph& followingGraph, const Graph& modelGraph) : graph(followingGraph), model(modelGraph) {}
+    Follower(Graph& followingGraph, const Graph& modelGraph, const std::vector<std::string>& followedKeys,
+             const std::vector<Operator*>& goneOperators)
+        : graph(followingGraph), model(modelGraph), keys(followedKeys), gone(goneOperators)
+    {
+    }
 
     // What goes is undone first, so that no connection that comes closes a cycle with one that goes.
     void Run()
     {
         FindKept();
-        for (const auto& [wanted, op] : counterparts)
-            LoosenInputs(*op, *wanted);
-        RemoveOthers();
-        AddMissing();
-        std::vector<const Operator*> order;
-        for (const std::unique_ptr<Operator>& wanted : model.GetOperators())
+        for (const std::string& key : keys)
         {
-            order.push_back(counterparts.at(wanted.get()));
-            ConnectInputs(*counterparts.at(wanted.get()), *wanted);
+            const Operator* const wanted = model.Find(key);
+            if (const auto kept = counterparts.find(wanted); kept != counterparts.end())
+                LoosenInputs(*kept->second, *wanted);
         }
-        graph.SetOrder(order);
+        for (auto op = gone.rbegin(); op != gone.rend(); ++op) // from the back, so that few move up in the graph
+            graph.Remove(*op);
+        AddMissing();
+        for (const std::string& key : keys)
+            ConnectInputs(*counterparts.at(model.Find(key)), *model.Find(key));
     }
 
 private:
     void FindKept()
     {
+        const std::unordered_set<const Operator*> going(gone.begin(), gone.end());
         for (const std::unique_ptr<Operator>& wanted : model.GetOperators())
         {
             Operator* const op = graph.Find(wanted->GetKey());
-            if (op && op->GetType() == wanted->GetType())
+            if (op && !going.contains(op))
                 counterparts.emplace(wanted.get(), op);
         }
-    }
-
-    void RemoveOthers()
-    {
-        std::unordered_set<const Operator*> kept;
-        for (const auto& [wanted, op] : counterparts)
-            kept.insert(op);
-        std::vector<Operator*> others;
-        for (const std::unique_ptr<Operator>& op : graph.GetOperators())
-        {
-            if (!kept.contains(op.get()))
-                others.push_back(op.get());
-        }
-        std::ranges::reverse(others); // so that few of them move up in the graph
-        for (Operator* const op : others)
-            graph.Remove(op);
     }
 
     void AddMissing()
@@ -166,14 +155,17 @@ private:
 
     Graph& graph;
     const Graph& model;
+    const std::vector<std::string>& keys;
+    const std::vector<Operator*>& gone;
     std::unordered_map<const Operator*, Operator*> counterparts; // of the model's operators
 };
 
 } // namespace
 
-void FollowGraph(Graph& graph, const Graph& model)
+void FollowGraph(Graph& graph, const Graph& model, const std::vector<std::string>& keys,
+                 const std::vector<Operator*>& gone)
 {
-    Follower(graph, model).Run();
+    Follower(graph, model, keys, gone).Run();
 }
 
 } // namespace Varkle

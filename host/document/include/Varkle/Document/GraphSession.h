@@ -3,6 +3,7 @@
 #include "Varkle/Core/Export.h"
 #include "Varkle/Core/Graph.h"
 #include "Varkle/Core/Log.h"
+#include "Varkle/Document/DocumentEdit.h"
 #include "Varkle/Document/DocumentQuery.h"
 #include "Varkle/Document/GraphDocument.h"
 #include "Varkle/Gpu/Image.h"
@@ -57,6 +58,14 @@ public:
     /// Expressions that changed, and another frame rate, count from the next frame that is gone to. An operator can't
     /// call this while it executes.
     Status Update(GraphDocument document);
+
+    /// Follows a change that was made on a document like the session's own (DocumentHistory gives them, for undoing
+    /// too), as Update does. What an edit does not concern costs nothing: a value that changes among thousands of
+    /// operators takes the time of one. An operator that is renamed stays the object that it is, and what SetParameter
+    /// set of it stays in force.
+    Status Apply(const DocumentChange& change);
+    /// Does an edit to the session's document and follows it. What SetParameter set is no part of the document.
+    Result<DocumentChange> Apply(const DocumentEdit& edit);
 
     /// Goes to a frame: sets the clock (time = frame / frameRate), evaluates the expressions and runs every operator
     /// that is outdated then. Frames may be visited in any order. When earlier frames started more background work than

@@ -14,6 +14,8 @@ namespace
 {
 
 constexpr std::size_t initialBlocks = 8;
+// Software rasterisers keep a pass's draws in lists of a fixed size, and crash behind their end.
+constexpr std::size_t layersPerPass = 1024;
 
 UniformBuffer MakeUniformBuffer(const Shader& shader, std::size_t blocks)
 {
@@ -60,9 +62,7 @@ void Mixer::InputRemoving(DataInput& input)
 
 ParameterBundle* Mixer::BundleOf(const DataInput& input)
 {
-    const std::vector<ParameterBundle*>& bundles = opacityBundles.GetBundles();
-    const auto found = std::ranges::find(bundles, input.GetKey(), &ParameterBundle::GetKey);
-    return found == bundles.end() ? nullptr : *found;
+    return opacityBundles.FindBundle(input.GetKey());
 }
 
 void Mixer::FillBundle(ParameterBundle& bundle)
@@ -131,12 +131,16 @@ void Mixer::Execute(ExecutionContext&)
 
     const FrameBuffer frameBuffer = settings.CreateFrameBuffer();
     RenderPassRecorder recorder;
-    recorder.BindFrameBuffer(frameBuffer)
-        .ClearColorBuffer({0, 0, 0, 0})
-        .BindPipeline(pipeline)
-        .BindVertexBuffer(0, quad, 0, std::uint64_t(-1));
+    recorder.BindFrameBuffer(frameBuffer).ClearColorBuffer({0, 0, 0, 0});
     for (std::size_t i = 0; i < list.size(); ++i)
     {
+        if (i > 0 && i % layersPerPass == 0)
+        {
+            recorder.Submit();
+            recorder.BindFrameBuffer(frameBuffer); // goes on with what is there
+        }
+        if (i % layersPerPass == 0)
+            recorder.BindPipeline(pipeline).BindVertexBuffer(0, quad, 0, std::uint64_t(-1));
         const TextureView view = MakeRepeatingView(static_cast<TextureInput*>(list[i])->GetTextureOrDefault());
         recorder.BindBindGroup(0, uniformGroup, std::uint32_t(i * uniforms.GetBlockSize()))
             .BindBindGroup(1, BindGroupBuilder(pipeline, 1).AddTextureView(0, 1, view).Build())

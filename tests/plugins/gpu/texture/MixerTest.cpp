@@ -302,6 +302,22 @@ TEST_CASE("Mixer draws all layers in one pass")
     CHECK(after.draws == before.draws + 3);
 }
 
+TEST_CASE("Mixer draws any number of layers, which lie over each other as those of one pass do")
+{
+    Stack stack;
+    stack.Add(red);
+    DataOutput& source = *stack.Add(green, 0.0).GetConnection();
+    // More than lavapipe takes in a pass, which crashed there; all of them from one source, to be quick.
+    constexpr std::size_t layers = 33000;
+    for (std::size_t i = stack.Bundles().size(); i < layers; ++i)
+        REQUIRE(stack.GetGraph().Connect(source, stack.InputList("Inputs")));
+    for (std::size_t i = 2; i < layers; ++i)
+        stack.Opacity(i).SetValue(0.0);
+    CHECK(Near(stack.Result(), red));
+    stack.Opacity(layers - 1).SetValue(1.0);
+    CHECK(Near(stack.Result(), green));
+}
+
 TEST_CASE("Mixer gives every input its own opacity, from the first to the seventeenth")
 {
     Stack stack;

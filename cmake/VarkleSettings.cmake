@@ -3,7 +3,6 @@ option(VARKLE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" OFF)
 set(VARKLE_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address;undefined")
 
 set(CMAKE_CXX_STANDARD 20)
-set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
@@ -30,7 +29,7 @@ if(VARKLE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 find_program(VARKLE_MOLD mold)
-if(VARKLE_MOLD)
+if(VARKLE_MOLD AND NOT "${CMAKE_EXE_LINKER_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS}" MATCHES "-fuse-ld")
     add_link_options(-fuse-ld=mold)
 endif()
 

@@ -2,6 +2,7 @@
 
 #include "Varkle/Core/Log.h"
 #include "Varkle/Kit/EmbeddedFile.h"
+#include "Varkle/Kit/Registration.h"
 
 #include <string>
 #include <unordered_map>
@@ -45,7 +46,7 @@ std::string_view OpenFile(std::string_view path)
     const auto& files = GetIndex().files;
     if (const auto found = files.find(path); found != files.end())
         return found->second;
-    LogWarning("VarkleGpuOperators has no resource file \"" + std::string(path) + "\".");
+    LogWarning(std::string(pluginName) + " has no resource file \"" + std::string(path) + "\".");
     return {};
 }
 

@@ -8,6 +8,7 @@ namespace Varkle
 {
 
 std::unordered_map<std::string, Shader> ShaderCache::s_cache;
+IncludableFiles ShaderCache::s_includes;
 
 namespace
 {
@@ -29,7 +30,14 @@ Shader ShaderCache::GetShader(const std::string& name)
     if (const auto found = s_cache.find(name); found != s_cache.end())
         return found->second;
     const std::string source(Resources::ReadText("Shaders/" + name));
-    return s_cache.emplace(name, Shader::FromWgsl(source)).first->second;
+    return s_cache.emplace(name, Shader::FromWgsl(source, s_includes)).first->second;
+}
+
+void ShaderCache::AddInclude(const std::string& name, std::string_view resourcePath)
+{
+    const std::string source(Resources::ReadText(resourcePath));
+    s_includes.insert_or_assign(name, source);
+    Shader::AddIncludableFile(name, source);
 }
 
 Shader ShaderCache::GetShaderSpirv(const std::vector<std::string>& paths)

@@ -1,6 +1,7 @@
 #include "Varkle/Kit/ShaderCache.h"
 #include "Varkle/Core/Log.h"
 #include "Varkle/Gpu/PassRecorder.h"
+#include "Varkle/Kit/Resources.h"
 #include "support/Catch.h"
 #include "support/LogRecorder.h"
 #include "support/Pixels.h"
@@ -32,6 +33,22 @@ TEST_CASE("A shader without a resource warns once and is kept like any other")
     CHECK(missing.GetReflection().entryPoints.empty());
     CHECK(warnings == 1);
     ShaderCache::Clear();
+}
+
+TEST_CASE("A plug-in's shaders include its own sources, whatever others register under their names")
+{
+    ShaderCache::Clear();
+    ShaderCache::AddInclude("Random.wgsl", "Shaders/Random.wgsl");
+    Shader::AddIncludableFile("Random.wgsl", "#include \"Somebody else's\"\n");
+    const Shader shader = ShaderCache::GetShader("CreateAttributeF1.wgsl");
+    CHECK(shader.GetReflection().FindEntryPoint(ShaderStage::Compute) != nullptr);
+    ShaderCache::Clear();
+
+    // Offered to shaders of others too.
+    ShaderCache::AddInclude("Random.wgsl", "Shaders/Random.wgsl");
+    CHECK(Shader::FromWgsl(std::string(Resources::ReadText("Shaders/CreateAttributeF1.wgsl")))
+              .GetReflection()
+              .FindEntryPoint(ShaderStage::Compute) != nullptr);
 }
 
 TEST_CASE("SPIR-V modules asked for together are one entry")

@@ -14,7 +14,7 @@ struct EmbeddedFile
     const unsigned char* end;
 };
 
-/// The files that the build put into the library (cmake/VarkleEmbed.cmake), in no particular order.
+/// The files that the build put into the plug-in (varkle_add_plugin), in no particular order.
 extern const EmbeddedFile embeddedFiles[];
 extern const std::size_t embeddedFilesCount;
 

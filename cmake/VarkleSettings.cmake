@@ -14,7 +14,9 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(VARKLE_PLUGIN_OUTPUT_DIRECTORY "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/varkle/plugins") # what programs load by themselves
-set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+# As seen from libraries and from programs: the libraries' folder, and the private one in it that other packages don't see.
+set(CMAKE_INSTALL_RPATH
+    "$ORIGIN;$ORIGIN/varkle;$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${CMAKE_INSTALL_LIBDIR}/varkle")
 
 find_program(VARKLE_CCACHE ccache)
 if(VARKLE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)

@@ -2,6 +2,7 @@
 #include "Varkle/Document/GraphSession.h"
 #include "Varkle/Gpu/Graphics.h"
 #include "app/Documents.h"
+#include "app/Pictures.h"
 #include "app/ProgramRunner.h"
 #include "app/Show.h"
 #include "support/Catch.h"
@@ -61,6 +62,24 @@ std::filesystem::path Find(const std::filesystem::path& folder, const std::strin
             return entry.path();
     }
     return {};
+}
+
+// Installs the build into a folder, moves what was installed, and returns where it then lies.
+std::string InstallAndMove(const TemporaryFolder& folder)
+{
+    const std::string prefix = folder / "moved/varkle";
+    Succeed({"cmake", "--install", VARKLE_BUILD, "--prefix", folder / "installed"});
+    std::filesystem::create_directory(folder / "moved");
+    std::filesystem::rename(folder / "installed", prefix);
+    return prefix;
+}
+
+// Builds a project of its own with an installed package.
+void BuildProject(const std::string& project, const std::string& build, const std::string& prefix)
+{
+    Succeed({"cmake", "-S", project, "-B", build, "-G", "Ninja", "-DCMAKE_PREFIX_PATH=" + prefix,
+             "-DCMAKE_CXX_COMPILER=" + BuildSetting("CMAKE_CXX_COMPILER"), "-DCMAKE_CXX_FLAGS=" + SanitizerFlags()});
+    Succeed({"cmake", "--build", build});
 }
 
 std::vector<struct sigaction> SignalActions()
@@ -170,10 +189,7 @@ TEST_CASE("A session leaves the signals of its process alone")
 TEST_CASE("The installed package serves other projects, and runs from wherever it was moved to")
 {
     const TemporaryFolder folder;
-    const std::string prefix = folder / "moved/varkle";
-    Succeed({"cmake", "--install", VARKLE_BUILD, "--prefix", folder / "installed"});
-    std::filesystem::create_directory(folder / "moved");
-    std::filesystem::rename(folder / "installed", prefix);
+    const std::string prefix = InstallAndMove(folder);
 
     // The program, with its libraries and the plug-in.
     const ProgramRunner render({prefix + "/bin/varkle", "render", example, "--output", folder / "rendered.png"});
@@ -194,14 +210,44 @@ TEST_CASE("The installed package serves other projects, and runs from wherever i
     CHECK(played.error.starts_with("error: There is no display: what shows windows can't be loaded ("));
     std::filesystem::rename(away, desktop);
 
+    // Nobody else finds the WebGPU library that came along.
+    CHECK(!std::filesystem::exists(prefix + "/" + BuildSetting("CMAKE_INSTALL_LIBDIR") + "/libwebgpu_wrapper.so"));
+
     // A project of its own.
     std::filesystem::copy(VARKLE_SOURCES "/examples/embed", folder / "project");
-    Succeed({"cmake", "-S", folder / "project", "-B", folder / "build", "-G", "Ninja", "-DCMAKE_PREFIX_PATH=" + prefix,
-             "-DCMAKE_CXX_COMPILER=" + BuildSetting("CMAKE_CXX_COMPILER"), "-DCMAKE_CXX_FLAGS=" + SanitizerFlags()});
-    Succeed({"cmake", "--build", folder / "build"});
+    BuildProject(folder / "project", folder / "build", prefix);
     const Outcome embedded = ProgramRunner({folder / "build/embed", example, "gray", folder / "embedded.png"}).Run();
     CHECK(embedded.output == nothing);
     CHECK(embedded.error == nothing);
     REQUIRE(embedded.status == 0);
     CHECK(ReadBytes(folder / "embedded.png") == ReadBytes(folder / "rendered.png"));
+}
+
+TEST_CASE("The example plug-in builds with the installed package, and the program runs its operators")
+{
+    const TemporaryFolder folder;
+    const std::string prefix = InstallAndMove(folder);
+    std::filesystem::copy(VARKLE_SOURCES "/examples/plugin", folder / "project",
+                          std::filesystem::copy_options::recursive);
+    BuildProject(folder / "project", folder / "build", prefix);
+    const std::string plugin = folder / "build/libExampleOperators.so";
+    CHECK(ProgramRunner({"nm", "--dynamic", "--defined-only", "--format=just-symbols", plugin}).Run().output ==
+          "VarklePluginLoad\nVarklePluginUnload\n");
+
+    // Its documents agree with its operators: nothing is printed.
+    const Outcome rendered =
+        ProgramRunner({prefix + "/bin/varkle", "render", folder / "project/example.varkle", "--plugin", plugin})
+            .In(folder.GetPath())
+            .Run();
+    CHECK(rendered.error == nothing);
+    REQUIRE(rendered.status == 0);
+    CHECK(Identify(folder / "tint.png").starts_with("PNG 64 64 ")); // as large as the input
+    CHECK(Testing::Near(FirstPixel(folder / "tint.png"), {51, 153, 128, 255}));
+    CHECK(std::filesystem::file_size(folder / "twist.glb") > 1000);
+
+    const Outcome found =
+        ProgramRunner({prefix + "/bin/varkle", "operators"}).With("VARKLE_PLUGIN_PATH", folder / "build").Run();
+    CHECK(found.error == nothing);
+    CHECK(Contains(found.output, "Example.Texture.Tint "));
+    CHECK(Contains(found.output, "Example.Mesh.Twist "));
 }

@@ -78,7 +78,7 @@ TEST_CASE("Plug-ins of the folders of VARKLE_PLUGIN_PATH are loaded, and what ca
     std::filesystem::create_symlink(TEST_OPERATORS_PLUGIN, folder / "test.so");
     WriteBytes(folder / "text.so", "this is no library");
     const Outcome outcome =
-        Program({"operators"}).With("VARKLE_PLUGIN_PATH", folder.GetPath() + ":" + folder / "none").Run();
+        Program({"operators"}).With("VARKLE_PLUGIN_PATH", folder.GetPath().string() + ":" + folder / "none").Run();
     CHECK(outcome.status == 0);
     CHECK(Contains(outcome.output, "Varkle.Texture.Blur "));
     CHECK(Contains(outcome.output, "Test.Speaker "));
@@ -86,7 +86,7 @@ TEST_CASE("Plug-ins of the folders of VARKLE_PLUGIN_PATH are loaded, and what ca
                                ": this is not a shared library.\nwarning: The folder of VARKLE_PLUGIN_PATH \"" +
                                folder / "none" + "\" can't be read: No such file or directory.\n");
     const Outcome without =
-        Program({"operators", "--no-default-plugins"}).With("VARKLE_PLUGIN_PATH", folder.GetPath()).Run();
+        Program({"operators", "--no-default-plugins"}).With("VARKLE_PLUGIN_PATH", folder.GetPath().string()).Run();
     CHECK(without.output == nothing);
     CHECK(without.error == nothing);
 }

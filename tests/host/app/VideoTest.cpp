@@ -557,9 +557,10 @@ TEST_CASE(
 {
     for (const int signals : {1, 2})
     {
-        // Stuck in the second frame, with a video that was begun.
-        const StandIn standIn(large + R"(, {"key": "late", "type": "Test.Sleeper",
-            "parameters": {"Milliseconds": "frame * 1000000"}, "inputs": {"Texture Input": "a"}})",
+        // Stuck in the second frame, as soon as "heard" has spoken of it, with a video that was begun.
+        const StandIn standIn(large + "," + Filter("heard", "Test.Speaker", "a") + R"(,
+            {"key": "late", "type": "Test.Sleeper", "parameters": {"Milliseconds": "frame * 1000000"},
+             "inputs": {"Texture Input": "heard"}})",
                               "echo part >\"$file\"; echo $$ >id; mv id started; exec sleep 1000");
         FolderWatch watch(standIn.folder.GetPath());
         RunningProgram program = standIn
@@ -567,12 +568,14 @@ TEST_CASE(
                                                  "--plugin", TEST_OPERATORS_PLUGIN})
                                      .Start();
         REQUIRE(watch.WaitForRename("started") == "started");
+        REQUIRE(program.WaitForError("heard speaks", 2));
         for (int i = 0; i < signals; ++i)
             program.Send(SIGINT);
         const Outcome outcome = program.Wait();
         CHECK(outcome.signal == SIGINT);
-        CHECK(outcome.error == "error: The run was interrupted; the files written so far are complete, and those that "
-                               "were not are gone.\n");
+        CHECK(outcome.error ==
+              "info: heard speaks\ninfo: heard speaks\nerror: The run was interrupted; the files written "
+              "so far are complete, and those that were not are gone.\n");
         CHECK(Written(standIn.folder) == Names{"started"});
         CHECK(kill(std::stoi(ReadBytes(standIn.folder / "started")), 0) == -1);
     }

@@ -1,5 +1,6 @@
 #include "Varkle/Gpu/Image.h"
 
+#include "Varkle/Gpu/PictureMemory.h"
 #include "support/Catch.h"
 
 #include <algorithm>
@@ -731,4 +732,16 @@ TEST_CASE("A path that can't be read gives an empty image, silently")
     for (const Image& image : images)
         CHECK_FALSE(image.IsValid());
     CHECK(Read(folder.File("printed")).empty());
+}
+
+TEST_CASE("The memory of a picture counts once while any copy of it lives")
+{
+    const std::uint64_t before = GetPictureMemory();
+    Image image({4, 2}, std::vector<std::uint8_t>(32));
+    Image copy = image;
+    CHECK(GetPictureMemory() == before + 32);
+    image = {};
+    CHECK(GetPictureMemory() == before + 32);
+    copy = {};
+    CHECK(GetPictureMemory() == before);
 }

@@ -111,7 +111,7 @@ TEST_CASE("Inspecting lists the lines logged, exits with 0 in spite of errors, a
                            {"key": "b", "type": "Test.Speaker"})",
                                     {"--plugin", TEST_OPERATORS_PLUGIN, "--log", "error"});
     CHECK(outcome.status == 0);
-    CHECK(outcome.error == "error: a speaks\n");
+    CHECK(outcome.error == "error: operator \"a\": a speaks\n");
     CHECK(Json::parse(outcome.output).at("log") ==
           Json::parse(R"([{"level": "error", "text": "a speaks"}, {"level": "info", "text": "b speaks"}])"));
 }

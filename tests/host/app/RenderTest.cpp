@@ -395,9 +395,9 @@ TEST_CASE(
         const char* level;
         const char* printed;
     } cases[] = {
-        {"info", "error: a speaks\nwarning: b speaks\ninfo: c speaks\n"},
-        {"warning", "error: a speaks\nwarning: b speaks\n"},
-        {"error", "error: a speaks\n"},
+        {"info", "error: operator \"a\": a speaks\nwarning: operator \"b\": b speaks\ninfo: c speaks\n"},
+        {"warning", "error: operator \"a\": a speaks\nwarning: operator \"b\": b speaks\n"},
+        {"error", "error: operator \"a\": a speaks\n"},
         {"none", ""},
     };
     for (const auto& [level, printed] : cases)

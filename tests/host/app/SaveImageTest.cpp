@@ -207,9 +207,10 @@ TEST_CASE("A picture that can't be saved gives the status 1, and all other files
         std::string folder;
         std::string line;
     } cases[] = {
-        {"", "error: Cannot save the image: no folder has been set.\n"},
-        {"missing", "error: Cannot save the image: " + folder / "graphs/missing" + " is not an existing folder.\n"},
-        {"/proc", "error: SaveImage: could not open /proc/image.png for writing.\n"},
+        {"", "error: operator \"save\": Cannot save the image: no folder has been set.\n"},
+        {"missing", "error: operator \"save\": Cannot save the image: " + folder / "graphs/missing" +
+                        " is not an existing folder.\n"},
+        {"/proc", "error: operator \"save\": SaveImage: could not open /proc/image.png for writing.\n"},
     };
     for (const auto& [target, line] : cases)
     {
@@ -232,7 +233,8 @@ TEST_CASE("When there is no room for a saved picture the one that was there stay
     WriteBytes(folder.Out("image.bmp"), "the old picture");
     const Outcome outcome = folder.Command("render", {}).LimitFileSize(70'000'000).Run();
     CHECK(outcome.status == 1);
-    CHECK(outcome.error == note + "error: Could not write " + folder.Out("image.bmp") + "\n");
+    CHECK(outcome.error == note + "error: operator \"save\": Could not write " + folder.Out("image.bmp") + "
+");
     CHECK(ReadBytes(folder.Out("image.bmp")) == "the old picture");
     CHECK(folder.Written() == Names{"image.bmp"});
 }

@@ -130,7 +130,7 @@ std::string_view GetLogLevelName(LogLevel level)
 
 std::string GetPrintedText(const LogLine& line)
 {
-    if (line.operatorKey.empty())
+    if (line.operatorKey.empty() || line.level == LogLevel::Info)
         return line.text;
     std::string_view text = line.text;
     if (const std::string label = line.operatorKey + ": "; text.starts_with(label))

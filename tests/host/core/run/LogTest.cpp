@@ -172,9 +172,11 @@ TEST_CASE("A line of the log carries the operator in whose scope it was logged, 
     CHECK(keys == std::vector<std::string>{"", "outer", "inner", "outer", "outer", "", ""});
 }
 
-TEST_CASE("A line of an operator is printed with the operator in front, once")
+TEST_CASE("An error or a warning of an operator is printed with the operator in front, once")
 {
     CHECK(GetPrintedText({LogLevel::Error, "No fish.", ""}) == "No fish.");
     CHECK(GetPrintedText({LogLevel::Error, "No fish.", "soft"}) == "operator \"soft\": No fish.");
+    CHECK(GetPrintedText({LogLevel::Warning, "No fish.", "soft"}) == "operator \"soft\": No fish.");
+    CHECK(GetPrintedText({LogLevel::Info, "Fish.", "soft"}) == "Fish.");
     CHECK(GetPrintedText({LogLevel::Error, "soft: No fish.", "soft"}) == "operator \"soft\": No fish.");
 }

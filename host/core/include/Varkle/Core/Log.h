@@ -28,8 +28,9 @@ struct LogLine
     std::string operatorKey = {}; ///< of the operator that it comes from (LogScope), empty when from none
 };
 
-/// Returns a line's text as programs print it: what comes from an operator starts with it, `operator "soft": text`. A
-/// text that begins with the key itself, as labels of GPU objects do ("soft: text"), names it once.
+/// Returns a line's text as programs print it: an error or a warning of an operator with that in front, `operator
+/// "soft": text`, once also where the text begins with the key, as labels of GPU objects do ("soft: text"); news as
+/// they are.
 VARKLE_API std::string GetPrintedText(const LogLine& line);
 
 /// Add one line to the host's log. May be called from any thread; the listeners hear it on that thread, before the call

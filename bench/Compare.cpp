@@ -34,12 +34,12 @@ double TimePass(const std::function<void()>& run, bool processTime)
     return NowInMicroseconds(processTime) - begin;
 }
 
-double TimeCpu(const std::function<void()>& run, int passes)
+double TimeCpu(const std::function<void()>& run, int passes, bool processTime)
 {
-    const double begin = NowInMicroseconds(false);
+    const double begin = NowInMicroseconds(processTime);
     for (int i = 0; i < passes; ++i)
         run();
-    const double end = NowInMicroseconds(false);
+    const double end = NowInMicroseconds(processTime);
     Graphics::WaitForGpu();
     return (end - begin) / passes;
 }
@@ -55,7 +55,10 @@ void Compare(const std::string& name, const Effort& effort, Measured measured, c
              const std::function<void()>& bare)
 {
     const auto time = [&](const std::function<void()>& run)
-    { return measured == Measured::Cpu ? TimeCpu(run, effort.passesForCpu) : TimePass(run, effort.processTime); };
+    {
+        return measured == Measured::Cpu ? TimeCpu(run, effort.passesForCpu, effort.processTime)
+                                         : TimePass(run, effort.processTime);
+    };
     for (int i = 0; i < 3; ++i) // compiles, fills the pools
     {
         time(ours);

@@ -6,6 +6,7 @@
 //     varkle-bench [--quick] [--process-time] [part of a line's name]
 
 #include "Compare.h"
+#include "DocumentBench.h"
 #include "MeshBench.h"
 #include "ModelBench.h"
 #include "TextureBench.h"
@@ -90,6 +91,7 @@ int main(int argc, char** argv)
     CompareTextureOperators(effort, filter);
     CompareMeshOperators(effort, filter);
     CompareModelLoading(effort, filter);
+    MeasureDocuments(effort, filter);
     if (std::string_view(largeGraphName).find(filter) != std::string_view::npos)
         CompareLargeGraph(effort);
     return failed ? 1 : 0;

@@ -112,7 +112,7 @@ std::string InOperator(const std::string& key)
 class Editor
 {
 public:
-    explicit Editor(GraphDocument& edited) : document(edited) {}
+    Editor(GraphDocument& edited, bool asksOperators) : document(edited), built(asksOperators) {}
 
     Result<DocumentChange> Run(const DocumentEdit& edit)
     {
@@ -806,10 +806,11 @@ private:
     std::vector<DocumentError> Check() const
     {
         return checksAll ? document.Check()
-                         : CheckPart(document, {{touched.begin(), touched.end()}, checksCycles, checksHead, true});
+                         : CheckPart(document, {{touched.begin(), touched.end()}, checksCycles, checksHead, built});
     }
 
     GraphDocument& document;
+    bool built; // what only the operators know is checked too
     DocumentChange change;
     std::set<std::size_t> touched; // places of operators that changed otherwise than in name and place
     bool checksCycles = false;
@@ -821,7 +822,12 @@ private:
 
 Result<DocumentChange> ApplyEdit(GraphDocument& document, const DocumentEdit& edit)
 {
-    return Editor(document).Run(edit);
+    return Editor(document, true).Run(edit);
+}
+
+Result<DocumentChange> ApplyDeclaredEdit(GraphDocument& document, const DocumentEdit& edit)
+{
+    return Editor(document, false).Run(edit);
 }
 
 std::vector<JsonValue> CopyOperators(const GraphDocument& document, const std::vector<std::string>& keys)

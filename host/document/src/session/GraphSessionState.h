@@ -126,6 +126,7 @@ struct SessionState
     void CheckParameters(const OperatorSettings& ofOperator);
 
     Status FollowChange(const DocumentChange& change);
+    std::optional<Status> FollowValue(const DocumentChange& change);
     Status Follow(const Difference& difference, bool sameFolder);
     void FollowOrder();
     void FollowSettings(std::size_t place, const Graph& model, bool sameFolder);

@@ -72,7 +72,8 @@ Result<DocumentChange> SessionState::Apply(const DocumentEdit& edit)
 {
     if (Operator::Executing())
         return Error{"a graph can't be updated while it runs"};
-    Result<DocumentChange> change = ApplyEdit(document, edit);
+    // What only the operators know comes up when the graph follows.
+    Result<DocumentChange> change = ApplyDeclaredEdit(document, edit);
     if (!change)
         return change;
     const Status status = FollowChange(*change);
@@ -85,6 +86,8 @@ Result<DocumentChange> SessionState::Apply(const DocumentEdit& edit)
 // Brings the graph to the document, to which the change has been done.
 Status SessionState::FollowChange(const DocumentChange& change)
 {
+    if (const std::optional<Status> set = FollowValue(change))
+        return *set;
     Difference difference;
     if (!ReadChange(document, change, difference))
     {
@@ -93,6 +96,52 @@ Status SessionState::FollowChange(const DocumentChange& change)
         difference = Compare(before, document, graph, FindRenames(before, document, change));
     }
     return Follow(difference, true);
+}
+
+// Does the most frequent change by itself: one of an operator's own parameters is given a value. The operator tells
+// what it takes, so that none has to be made. Returns nothing where there is more to it.
+std::optional<Status> SessionState::FollowValue(const DocumentChange& change)
+{
+    constexpr std::size_t toMap = 3; // the list of operators, the operator, its map of parameters
+    if (change.splices.size() != 1 || change.splices[0].path.size() != toMap || !change.splices[0].after)
+        return std::nullopt;
+    const std::vector<std::size_t>& path = change.splices[0].path;
+    const JsonValue& root = document.GetRoot();
+    if (root.members[path[0]].name != "operators" || path[1] >= settings.size())
+        return std::nullopt;
+    const JsonMember& map = GetOperators(root)[path[1]].members[path[2]];
+    OperatorSettings& ofOperator = settings[path[1]];
+    const Operator* const op = GetOperator(ofOperator);
+    if (map.name != "parameters" || !op)
+        return std::nullopt;
+    const JsonMember& member = map.value.members[change.splices[0].index];
+    Parameter* const parameter = op->FindParameter(member.name);
+    if (!parameter || parameter->HasFlag(ParameterFlag::Structure) || parameter->HasFlag(ParameterFlag::Output))
+        return std::nullopt;
+
+    const auto isOverride = [&](const Override& set)
+    { return set.parameter == member.name && set.key == op->GetKey(); };
+    const auto old = std::ranges::find_if(ofOperator.settings, [&](const std::unique_ptr<Setting>& given)
+                                          { return given->bundleList.empty() && given->name == member.name; });
+    // What stands over the document's value is seldom, and so is what the parameter said before without a setting.
+    if (std::ranges::any_of(overrides, isOverride) ||
+        (old != ofOperator.settings.end() && GetParameter(**old) != parameter))
+        return std::nullopt;
+    auto setting = std::make_unique<Setting>(Setting{"", 0, member.name, member.at, member.value, {}, {}, {}});
+    Apply(*op, *setting, *parameter, true);
+    if (!errors.empty())
+        return TakeErrors();
+    const bool wasAnimated = old != ofOperator.settings.end() && (*old)->value && (*old)->value->IsAnimated();
+    const bool isAnimated = setting->value && setting->value->IsAnimated();
+    if (wasAnimated)
+        std::erase(animated, old->get());
+    if (isAnimated)
+        animated.push_back(setting.get());
+    if (old != ofOperator.settings.end())
+        *old = std::move(setting);
+    else
+        ofOperator.settings.push_back(std::move(setting));
+    return Ok();
 }
 
 // Brings the graph to the document, which differs from the one before by no more than is said. After an error the graph

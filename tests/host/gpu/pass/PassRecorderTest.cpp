@@ -324,7 +324,7 @@ TEST_CASE("A pass that forgot a bind group is refused with one error, and later 
             .Draw(6, 1, 0, 0)
             .Submit();
         CHECK(log.lines.size() == 1);
-        CHECK(log.Contains("A render pass is refused: "));
+        CHECK(log.Contains("The GPU refuses a render pass into "));
     }
     filler.Record(target).Draw(6, 1, 0, 0).Submit();
     CHECK(PixelOf(target.GetColorTarget(0)) == Rgba8{255, 255, 255, 255});

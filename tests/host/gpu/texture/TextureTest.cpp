@@ -7,7 +7,10 @@
 #include "support/Pixels.h"
 
 #include <cstdint>
+#include <fstream>
 #include <numeric>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
 using namespace Varkle;
@@ -366,3 +369,50 @@ TEST_CASE("Formats are named as WebGPU's C++ header spells them")
     CHECK(GetTextureFormatName(wgpu::TextureFormat::R8Unorm) == "R8Unorm");
     CHECK(GetTextureFormatName(wgpu::TextureFormat::Undefined) == "Undefined");
 }
+
+TEST_CASE("A huge image goes to the GPU in small bands, each row where it belongs")
+{
+    constexpr int width = 8000;
+    constexpr int height = 2500; // 80 MB
+    std::vector<std::uint8_t> pixels(std::size_t(width) * height * 4, 255);
+    for (int y = 0; y < height; ++y)
+        pixels[std::size_t(y) * width * 4] = std::uint8_t(y % 251);
+    Graphics::TrimPools(true);
+    const std::uint64_t created = Graphics::GetCounters().buffersCreated;
+    const Texture texture = Texture::FromImage(Image({width, height}, std::move(pixels)), false);
+    REQUIRE(texture);
+    CHECK(Graphics::GetCounters().buffersCreated == created + 1);
+    Graphics::WaitForGpu();
+    Graphics::ProcessEvents();
+    CHECK(Graphics::GetCounters().idleBufferBytes <= 16u << 20);
+    const Image back = ReadBack(texture);
+    REQUIRE(back.GetHeight() == height);
+    int wrong = 0;
+    for (int y = 0; y < height; ++y)
+        wrong += At(back, 0, y).r == y % 251 && At(back, width - 1, y).r == 255 ? 0 : 1;
+    CHECK(wrong == 0);
+}
+
+#ifndef __SANITIZE_ADDRESS__ // it ends the process where memory is lacking
+TEST_CASE("A texture for which a software GPU has no memory left is not made, and the log says so")
+{
+    if (Graphics::GetAdapterInfo().type != "CPU")
+        return;
+    const Image image({4096, 4096}, std::vector<std::uint8_t>(std::size_t(64) << 20));
+    Graphics::TrimPools(true);
+    std::uint64_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit before{};
+    REQUIRE(getrlimit(RLIMIT_AS, &before) == 0);
+    const rlimit tight{pages * std::uint64_t(sysconf(_SC_PAGESIZE)) + (100u << 20), before.rlim_max};
+    const std::uint64_t shortages = Graphics::GetCounters().memoryShortages;
+    const LogRecorder log;
+    REQUIRE(setrlimit(RLIMIT_AS, &tight) == 0);
+    const Texture texture = Texture::FromImage(image, false);
+    setrlimit(RLIMIT_AS, &before);
+    CHECK_FALSE(texture);
+    CHECK(Graphics::GetCounters().memoryShortages == shortages + 1);
+    CHECK(log.Contains("A RGBA8Unorm texture of 4096 by 4096 pixels could not be made: There is not enough memory"));
+    CHECK(Texture::FromImage(image, false));
+}
+#endif

@@ -86,7 +86,7 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error)
         return unknown.empty() ? "a command is missing" : UnknownCommand(app, unknown.front());
     if (!unknown.empty())
         return "there is an argument too many: " + Quoted(unknown.front());
-    const std::string problem = error.what();
+    std::string problem = error.what();
     const std::vector<const CLI::Option*> options = Options(app, command);
     for (const CLI::Option* const known : options)
     {

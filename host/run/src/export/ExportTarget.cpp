@@ -162,7 +162,7 @@ Result<Texture> ExportTarget::Draw(const Operator& op)
     const DataOutput& output = *op.GetOutputs()[0];
     if (const auto* const texture = dynamic_cast<const TextureOutput*>(&output))
         return texture->GetTexture();
-    if (!CarriesSomething(output))
+    if (!renderer || !CarriesSomething(output))
         return Texture();
     Texture picture;
     if (const auto* const mesh = dynamic_cast<const MeshOutput*>(&output))

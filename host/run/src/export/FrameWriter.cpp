@@ -26,6 +26,8 @@ struct FrameWriter::File
 // Only the main thread touches what is not constant or atomic.
 struct FrameWriter::Work
 {
+    Work(std::stop_token stopToken, Sink taker) : stop(std::move(stopToken)), sink(std::move(taker)) {}
+
     const std::stop_token stop;
     const Sink sink;
     std::atomic<bool> abandoned = false;

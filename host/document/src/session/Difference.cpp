@@ -127,7 +127,7 @@ Difference Compare(const GraphDocument& before, const GraphDocument& wanted, con
     const std::vector<JsonValue>& old = GetOperators(before.GetRoot());
     const std::vector<JsonValue>& all = GetOperators(wanted.GetRoot());
 
-    std::unordered_set<std::string> goneKeys;
+    std::unordered_set<std::string> goneKeys; // of operators that are not as they were for who names them
     for (const std::unique_ptr<Operator>& op : graph.GetOperators())
     {
         const std::string key = names.ToNew(op->GetKey());
@@ -136,6 +136,11 @@ Difference Compare(const GraphDocument& before, const GraphDocument& wanted, con
             continue;
         difference.gone.push_back(op.get());
         goneKeys.insert(key);
+    }
+    for (const JsonValue& op : all) // what comes may be named by what stays, where a program took it out of the graph
+    {
+        if (const std::string key = GetText(op, "key"); !graph.Find(names.ToOld(key)))
+            goneKeys.insert(key);
     }
     difference.order = !difference.gone.empty() || all.size() != graph.GetOperators().size();
 

@@ -89,7 +89,9 @@ Status SessionState::FollowChange(const DocumentChange& change)
     if (const std::optional<Status> set = FollowValue(change))
         return *set;
     Difference difference;
-    if (!ReadChange(document, change, difference))
+    const auto isThere = [this](std::size_t place) // a program may have taken it out of the graph
+    { return place < settings.size() && GetOperator(settings[place]); };
+    if (!ReadChange(document, change, difference) || !std::ranges::all_of(difference.changed, isThere))
     {
         GraphDocument before = document;
         TakeBack(before, change);
@@ -128,6 +130,13 @@ std::optional<Status> SessionState::FollowValue(const DocumentChange& change)
         (old != ofOperator.settings.end() && GetParameter(**old) != parameter))
         return std::nullopt;
     auto setting = std::make_unique<Setting>(Setting{"", 0, member.name, member.at, member.value, {}, {}, {}});
+    if (old != ofOperator.settings.end() && SaySame((*old)->json, setting->json))
+    {
+        // Only written otherwise: the operator may have set it since, and a trigger has fired.
+        (*old)->at = setting->at;
+        (*old)->json = std::move(setting->json);
+        return Ok();
+    }
     Apply(*op, *setting, *parameter, true);
     if (!errors.empty())
         return TakeErrors();

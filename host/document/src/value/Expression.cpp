@@ -103,6 +103,14 @@ int ReadNumber(const char* text, int* position, double* value)
     return 1;
 }
 
+std::vector<std::string> NamesOf(const mu::Parser& parser)
+{
+    std::vector<std::string> names{"time", "frame", "fps", "pi", "e"};
+    for (const auto& function : parser.GetFunDef())
+        names.push_back(function.first);
+    return names;
+}
+
 bool IsBlank(char c)
 {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
@@ -415,10 +423,7 @@ bool Scanner::Fail(std::string message)
 
 std::string Scanner::UnknownName(std::string_view name) const
 {
-    std::vector<std::string> known{"time", "frame", "fps", "pi", "e"};
-    for (const auto& function : parser.GetFunDef())
-        known.push_back(function.first);
-    return "there is no " + Quoted(name) + " in expressions" + Suggestion(name, known);
+    return "there is no " + Quoted(name) + " in expressions" + Suggestion(name, NamesOf(parser));
 }
 
 } // namespace
@@ -478,6 +483,11 @@ Expression::Expression(std::unique_ptr<State> parsed) : state(std::move(parsed))
 Expression::Expression(Expression&& other) noexcept = default;
 Expression& Expression::operator=(Expression&& other) noexcept = default;
 Expression::~Expression() = default;
+
+std::vector<std::string> Expression::GetNames()
+{
+    return NamesOf(State({}).parser);
+}
 
 double Expression::Evaluate(const ExpressionClock& clock)
 {

@@ -155,3 +155,23 @@ TEST_CASE("A key that passes from an operator that goes to another one in one st
     CHECK(session.GetGraph().Find("b") == c);
     CHECK(session.Inspect() == InspectAnew(session));
 }
+
+TEST_CASE("An edit brings back an operator that a program took out of the graph")
+{
+    GraphSession session = OpenOperators(chain);
+    session.GetGraph().Remove(session.GetGraph().Find("b"));
+    REQUIRE(session.Apply(SetOwn("b", "Float", "0.75")));
+    CHECK(Get<Everything>(session, "b").number.Value() == 0.75);
+    CHECK(session.Inspect() == InspectAnew(session));
+}
+
+TEST_CASE("A value that is only written otherwise is left alone")
+{
+    GraphSession session = OpenOperators(R"({ "key": "c", "type": "Test.Copier", "parameters": { "Size": 3 } })");
+    RunFrame(session, 0);
+    CHECK(Get<Copier>(session, "c").size.Value() == 7);
+    REQUIRE(session.Apply(SetOwn("c", "Size", "3.0")));
+    CHECK(Get<Copier>(session, "c").size.Value() == 7);
+    REQUIRE(session.Apply(SetOwn("c", "Size", "4")));
+    CHECK(Get<Copier>(session, "c").size.Value() == 4);
+}

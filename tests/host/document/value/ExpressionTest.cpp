@@ -1,9 +1,12 @@
 #include "Varkle/Document/Expression.h"
 
 #include "support/Catch.h"
+#include <cctype>
 #include <cmath>
+#include <fstream>
 #include <limits>
 #include <locale>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -418,4 +421,22 @@ TEST_CASE("An expression with any one byte changed is an expression or an error 
                 FAIL(changed << ": " << error.offset << " " << error.message);
         }
     }
+}
+
+TEST_CASE("The page about expressions has every name that they know, and no other")
+{
+    std::ifstream page(VARKLE_SOURCES "/docs/expressions.md");
+    REQUIRE(page);
+    // Rows of tables begin with the name in backquotes, functions with their values: | `mix(a, b, t)` | ...
+    std::multiset<std::string> described;
+    for (std::string line; std::getline(page, line);)
+    {
+        std::size_t end = 3;
+        while (end < line.size() && std::isalnum(static_cast<unsigned char>(line[end])))
+            ++end;
+        if (line.starts_with("| `") && end > 3 && end < line.size() && (line[end] == '`' || line[end] == '('))
+            described.insert(line.substr(3, end - 3));
+    }
+    const std::vector<std::string> names = Expression::GetNames();
+    CHECK(described == std::multiset<std::string>(names.begin(), names.end()));
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace Varkle
 {
@@ -46,6 +47,9 @@ public:
     Expression(Expression&& other) noexcept;
     Expression& operator=(Expression&& other) noexcept;
     ~Expression();
+
+    /// Returns the names that expressions know: variables, constants and functions.
+    static std::vector<std::string> GetNames();
 
     /// Returns the value at a time. One expression may be evaluated by one thread at a time, different ones by several.
     double Evaluate(const ExpressionClock& clock);

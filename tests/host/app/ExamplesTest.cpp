@@ -165,6 +165,24 @@ TEST_CASE("Every example passes the check and has the layout of a saved document
     }
 }
 
+TEST_CASE("Every document on the page about documents passes the check")
+{
+    const std::string page = ReadBytes(VARKLE_SOURCES "/docs/format.md");
+    const std::string open = "```json\n";
+    const TemporaryFolder folder;
+    int count = 0;
+    for (std::size_t at = page.find(open); at != std::string::npos; at = page.find(open, at + 1))
+    {
+        const std::size_t begin = at + open.size();
+        WriteBytes(folder / "page.varkle", page.substr(begin, page.find("```", begin) - begin));
+        const Outcome outcome = Program({"check", folder / "page.varkle"}).Run();
+        CHECK(outcome.status == 0);
+        CHECK(outcome.error == nothing);
+        ++count;
+    }
+    CHECK(count == 3);
+}
+
 TEST_CASE("Every operator for pictures and models has a place in an example")
 {
     std::set<std::string> used;

@@ -16,8 +16,8 @@ namespace Varkle
 class VARKLE_API BindGroupBuilder
 {
 public:
-    /// `group` is the number behind @group in the shader. Nothing is bound at first, and all that the shader declares in
-    /// the group must be; bindings are given by the numbers behind @binding.
+    /// `group` is the number behind @group in the shader. Nothing is bound at first, and all that the shader declares
+    /// in the group must be; bindings are given by the numbers behind @binding.
     BindGroupBuilder(const RenderPipeline& pipeline, int group);
     BindGroupBuilder(const ComputePipeline& pipeline, int group);
 

@@ -28,12 +28,12 @@ int main(int argc, char** argv)
     const double seconds = argc > 5 ? std::atof(argv[5]) : HUGE_VAL;
 
     // What the libraries have to say comes to whoever listens.
-    const Varkle::LogListener listener([](Varkle::LogLevel, std::string_view text)
-                                       { std::fprintf(stderr, "%.*s\n", int(text.size()), text.data()); });
+    const Varkle::LogListener listener([](const Varkle::LogLine& line)
+                                       { std::fprintf(stderr, "%s\n", Varkle::GetPrintedText(line).c_str()); });
 
-    const auto plugin = Varkle::Plugin::Load(Varkle::Plugin::GetDefaultPath());
-    if (!plugin)
-        return Fail(plugin.GetError().message);
+    const Varkle::LoadedPlugins loaded = Varkle::Plugin::LoadDefaults(); // stays alive as long as the graph
+    for (const Varkle::Error& error : loaded.errors)
+        std::fprintf(stderr, "%s\n", error.message.c_str());
 
     auto desktop = Varkle::Gui::ConnectDesktop();
     if (!desktop)

@@ -20,8 +20,8 @@ void Tint::Execute(Varkle::ExecutionContext&)
     pass.GetUniform("color").SetVec4(color.Value().ToVec4());
 
     const Varkle::FrameBuffer target = settings.CreateFrameBuffer();
-    pass.Draw(target, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})});
-    textureOutput.Activate(target.GetColorTarget(0));
+    if (pass.Draw(target, {pass.MakeTextureGroup(1, {textureInput.GetTexture()})}))
+        textureOutput.Activate(target.GetColorTarget(0)); // otherwise the error is logged and the last texture stays
 }
 
 } // namespace Example

@@ -27,7 +27,7 @@ private:
     };
     std::unordered_map<const Operator*, Seen> operators;
     std::set<const Operator*> spoke; // while they executed, since the last look
-    LogListener listener{[this](LogLevel, std::string_view)
+    LogListener listener{[this](const LogLine&)
                          {
                              if (const Operator* const op = Operator::Executing())
                                  spoke.insert(op); // on the main thread: elsewhere none executes

@@ -12,8 +12,10 @@
 #include "Varkle/Gpu/Graphics.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <vector>
 
@@ -56,8 +58,16 @@ Status LoadPlugins(const CommonOptions& common, std::vector<Plugin>& plugins)
         for (const Error& error : defaults.errors) // the others may be all that is needed
             LogWarning(error.message);
     }
+    const auto isLoaded = [&](const std::string& path)
+    {
+        std::error_code code;
+        return std::ranges::any_of(plugins, [&](const Plugin& plugin)
+                                   { return std::filesystem::equivalent(plugin.GetPath(), path, code); });
+    };
     for (const std::string& path : common.plugins)
     {
+        if (isLoaded(path)) // of a folder, or named twice: there is nothing to do
+            continue;
         Result<Plugin> plugin = Plugin::Load(path);
         if (!plugin)
             return plugin.GetError();

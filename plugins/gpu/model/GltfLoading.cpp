@@ -23,7 +23,7 @@ namespace Varkle
 namespace
 {
 
-// Null when the file can't be read, which is said.
+// Null when the GPU could not take the meshes, which is said.
 std::shared_ptr<Model> Load(const std::string& path, const std::string& name)
 {
     GltfRemarks remarks(name);
@@ -31,7 +31,7 @@ std::shared_ptr<Model> Load(const std::string& path, const std::string& name)
     if (!file)
     {
         LogError(name + " can't be read" + file.GetError().message);
-        return nullptr;
+        return std::make_shared<Model>();
     }
     auto model = std::make_shared<Model>();
     if (file->model.scenes.empty())
@@ -62,8 +62,7 @@ std::shared_ptr<Model> LoadFromFile(const std::string& path)
     const std::string name = "The model " + Quoted(path);
     try
     {
-        if (std::shared_ptr<Model> model = Load(path, name))
-            return model;
+        return Load(path, name);
     }
     catch (const std::bad_alloc&)
     {

@@ -233,8 +233,7 @@ TEST_CASE("When there is no room for a saved picture the one that was there stay
     WriteBytes(folder.Out("image.bmp"), "the old picture");
     const Outcome outcome = folder.Command("render", {}).LimitFileSize(70'000'000).Run();
     CHECK(outcome.status == 1);
-    CHECK(outcome.error == note + "error: operator \"save\": Could not write " + folder.Out("image.bmp") + "
-");
+    CHECK(outcome.error == note + "error: operator \"save\": Could not write " + folder.Out("image.bmp") + "\n");
     CHECK(ReadBytes(folder.Out("image.bmp")) == "the old picture");
     CHECK(folder.Written() == Names{"image.bmp"});
 }

@@ -171,7 +171,7 @@ TEST_CASE("Copied operators are pasted under free keys, with the wires among the
     CHECK(JoinErrors(document.Check()) == fine);
 }
 
-TEST_CASE("Operators change places, positions and an editor's own members; the document its frame rate")
+TEST_CASE("Operators change places, positions and an editor's own members, and the document its frame rate")
 {
     GraphDocument document = ReadOperators(scene);
     CHECK(Edit(document, MoveOperator{"a", 99}) == fine);

@@ -454,20 +454,6 @@ TEST_CASE("An ffmpeg that takes no more frames and does not end is ended")
     CHECK(kill(std::stoi(ReadBytes(standIn.folder / "pid")), 0) == -1);
 }
 
-TEST_CASE("A video that ffmpeg refuses is told in its own words")
-{
-    const TemporaryFolder folder;
-    // Its frames would last longer than the file format can say.
-    WriteBytes(folder / "graph.varkle",
-               R"({"format": "varkle-graph", "version": 1, "frameRate": 1e-6, "operators": [)" + red + "]}");
-    const Outcome outcome = Render(folder, {"--output", "film.mp4", "--frames", "5"});
-    CHECK(outcome.status == 2);
-    CHECK(outcome.error.starts_with("error: could not write film.mp4: ffmpeg ended with exit status "));
-    CHECK(Contains(outcome.error, " and said:\nerror: "));
-    CHECK(Contains(outcome.error, "Invalid argument"));
-    CHECK(Written(folder).empty());
-}
-
 TEST_CASE("A video that does not fit is an error of the machine with ffmpeg's words, and nothing is left behind")
 {
     for (const std::string name : {"film.mp4", "film.webm"})

@@ -180,4 +180,19 @@ void PtrParameter::TargetEnded()
     ValueChanged();
 }
 
+// Here rather than in the header, so that the classes' type information lies in this library only.
+FloatParameter::~FloatParameter() = default;
+IntParameter::~IntParameter() = default;
+BoolParameter::~BoolParameter() = default;
+Vector2Parameter::~Vector2Parameter() = default;
+Vector3Parameter::~Vector3Parameter() = default;
+Vector4Parameter::~Vector4Parameter() = default;
+Vector2IntParameter::~Vector2IntParameter() = default;
+Vector3IntParameter::~Vector3IntParameter() = default;
+Transform3DParameter::~Transform3DParameter() = default;
+ColorParameter::~ColorParameter() = default;
+StringParameter::~StringParameter() = default;
+EnumParameter::~EnumParameter() = default;
+TriggerParameter::~TriggerParameter() = default;
+
 } // namespace Varkle

@@ -31,7 +31,7 @@ bool IsText(ParameterType type);
 struct ParameterValue
 {
     ParameterType type = ParameterType::Float;
-    /// Components of numbers, vectors, colours (always 4) and transforms (16, or 9 for translate, rotate and scale);
+    /// Components of numbers, vectors, colors (always 4) and transforms (16, or 9 for translate, rotate and scale);
     /// the one number of a Bool or a Trigger.
     std::vector<NumberSource> numbers;
     /// Of a String, an Enum or a Reference (the key; empty for null).

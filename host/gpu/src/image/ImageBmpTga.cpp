@@ -64,7 +64,7 @@ std::vector<std::uint8_t> EncodeBmp(const Image& image)
 std::vector<std::uint8_t> EncodeTga(const Image& image)
 {
     constexpr std::uint32_t headerSize = 18;
-    constexpr std::uint32_t trueColour = 2;
+    constexpr std::uint32_t trueColor = 2;
     constexpr std::uint8_t bitsPerPixel = 32;
     constexpr std::uint8_t alphaBits = 8;
     constexpr std::uint8_t topRowFirst = 0x20;
@@ -73,7 +73,7 @@ std::vector<std::uint8_t> EncodeTga(const Image& image)
 
     std::vector<std::uint8_t> tga;
     tga.reserve(headerSize + std::size_t(width) * height * 4);
-    AppendLittle32(tga, {trueColour << 16, 0, 0, height << 16 | width}); // no name, no palette, origin 0, 0
+    AppendLittle32(tga, {trueColor << 16, 0, 0, height << 16 | width}); // no name, no palette, origin 0, 0
     tga.push_back(bitsPerPixel);
     tga.push_back(topRowFirst | alphaBits);
     for (int y = 0; y < image.GetHeight(); ++y)

@@ -67,7 +67,7 @@ bool ReadRow(ByteReader& file, std::uint8_t* row, int width)
     return !file.HasRunOut();
 }
 
-// Returns the 8-bit colour of each exponent and mantissa (in this order): gamma 2.2, 1.0 becomes 255.
+// Returns the 8-bit color of each exponent and mantissa (in this order): gamma 2.2, 1.0 becomes 255.
 std::vector<std::uint8_t> MakeToneTable()
 {
     std::vector<std::uint8_t> table(65536, 0); // exponent 0 means black

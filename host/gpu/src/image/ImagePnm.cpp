@@ -6,7 +6,7 @@
 #include <utility>
 
 // PNM: pbm(5), pgm(5) and ppm(5) of Netpbm. P1 to P3 hold their values as text, P4 to P6 as bytes; each three are bits
-// (1 is black), grey values and colours.
+// (1 is black), grey values and colors.
 
 namespace Varkle
 {
@@ -77,7 +77,7 @@ Image DecodePnm(FileBytes bytes)
     const int kind = file.Byte() - '0';
     const bool isText = kind <= 3;
     const bool hasBits = kind == 1 || kind == 4;
-    const bool hasColour = kind == 3 || kind == 6;
+    const bool hasColor = kind == 3 || kind == 6;
 
     const std::uint32_t width = ReadNumber(file);
     const std::uint32_t height = ReadNumber(file);
@@ -87,7 +87,7 @@ Image DecodePnm(FileBytes bytes)
     const bool isWide = maximum > 255;
 
     // In text each value has at least one digit.
-    const std::size_t rowValues = std::size_t(width) * (hasColour ? 3 : 1);
+    const std::size_t rowValues = std::size_t(width) * (hasColor ? 3 : 1);
     const std::size_t rowBytes = kind == 4 ? (rowValues + 7) / 8 : rowValues * (isWide && !isText ? 2 : 1);
     if (file.GetRest().size() < rowBytes * height)
         return {};
@@ -99,7 +99,7 @@ Image DecodePnm(FileBytes bytes)
         std::uint32_t bits = 0;
         for (std::uint32_t x = 0; x < width; ++x, pixel += 4)
         {
-            for (int channel = 0; channel < (hasColour ? 3 : 1); ++channel)
+            for (int channel = 0; channel < (hasColor ? 3 : 1); ++channel)
             {
                 std::uint32_t value = 0;
                 if (kind == 1)
@@ -118,7 +118,7 @@ Image DecodePnm(FileBytes bytes)
                     return {};
                 pixel[channel] = ToEightBits(hasBits ? 1 - value : value, maximum);
             }
-            if (!hasColour)
+            if (!hasColor)
                 pixel[1] = pixel[2] = pixel[0];
         }
     }

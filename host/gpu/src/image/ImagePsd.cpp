@@ -36,7 +36,7 @@ bool UnpackRow(ByteReader packed, std::vector<std::uint8_t>& row)
     return !packed.HasRunOut();
 }
 
-// Takes the white that Photoshop lays behind transparent pixels of the flattened picture out of their colour.
+// Takes the white that Photoshop lays behind transparent pixels of the flattened picture out of their color.
 void RemoveWhite(std::uint8_t* pixel)
 {
     const int alpha = pixel[3];

@@ -18,7 +18,7 @@ struct ScenePicture
     const StudioLight& light;
     glm::vec4 background; ///< from 0 to 1, not premultiplied
     const FrameBuffer&
-        target; ///< of one colour target, which gets premultiplied colors, with the scene's depth and samples
+        target; ///< of one color target, which gets premultiplied colors, with the scene's depth and samples
 };
 
 /// Draws a picture in one pass. Returns false, with the reason in the log, when the GPU can't.

@@ -74,7 +74,7 @@ FrameBuffer FrameBuffer::FromTexture(const Texture& target, wgpu::TextureFormat 
     return frameBuffer.AllocateRest() ? frameBuffer : FrameBuffer();
 }
 
-// Adds what is drawn into besides the colour targets. False, with the reason in the log, when the GPU can't make it.
+// Adds what is drawn into besides the color targets. False, with the reason in the log, when the GPU can't make it.
 bool FrameBuffer::AllocateRest()
 {
     bool complete = true;

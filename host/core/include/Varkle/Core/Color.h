@@ -5,7 +5,7 @@
 namespace Varkle
 {
 
-/// Holds a colour: red, green, blue and alpha, usually 0 to 1, not premultiplied. Double precision, so that a value
+/// Holds a color: red, green, blue and alpha, usually 0 to 1, not premultiplied. Double precision, so that a value
 /// that a user typed reads back as typed.
 struct Color
 {
@@ -16,7 +16,7 @@ struct Color
 
     bool operator==(const Color&) const = default;
 
-    /// Returns the colour in the precision of shaders.
+    /// Returns the color in the precision of shaders.
     glm::vec4 ToVec4() const { return {float(r), float(g), float(b), float(a)}; }
 };
 

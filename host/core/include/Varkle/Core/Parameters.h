@@ -53,41 +53,57 @@ extern template class VARKLE_API ValueParameter<glm::mat4, ParameterType::Transf
 
 class VARKLE_API FloatParameter final : public ValueParameter<double, ParameterType::Float>
 {
+public:
+    ~FloatParameter() override;
     using ValueParameter::ValueParameter;
 };
 
 class VARKLE_API IntParameter final : public ValueParameter<long long, ParameterType::Int>
 {
+public:
+    ~IntParameter() override;
     using ValueParameter::ValueParameter;
 };
 
 class VARKLE_API BoolParameter final : public ValueParameter<bool, ParameterType::Bool>
 {
+public:
+    ~BoolParameter() override;
     using ValueParameter::ValueParameter;
 };
 
 class VARKLE_API Vector2Parameter final : public ValueParameter<glm::dvec2, ParameterType::Vector2>
 {
+public:
+    ~Vector2Parameter() override;
     using ValueParameter::ValueParameter;
 };
 
 class VARKLE_API Vector3Parameter final : public ValueParameter<glm::dvec3, ParameterType::Vector3>
 {
+public:
+    ~Vector3Parameter() override;
     using ValueParameter::ValueParameter;
 };
 
 class VARKLE_API Vector4Parameter final : public ValueParameter<glm::dvec4, ParameterType::Vector4>
 {
+public:
+    ~Vector4Parameter() override;
     using ValueParameter::ValueParameter;
 };
 
 class VARKLE_API Vector2IntParameter final : public ValueParameter<glm::ivec2, ParameterType::Vector2Int>
 {
+public:
+    ~Vector2IntParameter() override;
     using ValueParameter::ValueParameter;
 };
 
 class VARKLE_API Vector3IntParameter final : public ValueParameter<glm::ivec3, ParameterType::Vector3Int>
 {
+public:
+    ~Vector3IntParameter() override;
     using ValueParameter::ValueParameter;
 };
 
@@ -95,6 +111,7 @@ class VARKLE_API Vector3IntParameter final : public ValueParameter<glm::ivec3, P
 class VARKLE_API Transform3DParameter final : public ValueParameter<glm::mat4, ParameterType::Transform3D>
 {
 public:
+    ~Transform3DParameter() override;
     Transform3DParameter() : ValueParameter(glm::mat4(1.0f)) {}
     using ValueParameter::ValueParameter;
 };
@@ -102,6 +119,7 @@ public:
 class VARKLE_API ColorParameter final : public ValueParameter<Color, ParameterType::Color>
 {
 public:
+    ~ColorParameter() override;
     using ValueParameter::ValueParameter;
 
     /// Says whether alpha means anything to the operator; editors then hide it. The value keeps its alpha either way.
@@ -116,6 +134,7 @@ private:
 class VARKLE_API StringParameter final : public Parameter
 {
 public:
+    ~StringParameter() override;
     /// Says how an editor offers the text. The numbers are part of the interface to plug-ins.
     enum class EditorType
     {
@@ -150,6 +169,7 @@ private:
 class VARKLE_API EnumParameter final : public Parameter
 {
 public:
+    ~EnumParameter() override;
     EnumParameter() = default;
     EnumParameter(ParameterScope scope, std::string_view displayName);
 
@@ -188,6 +208,7 @@ private:
 class VARKLE_API TriggerParameter final : public Parameter
 {
 public:
+    ~TriggerParameter() override;
     TriggerParameter() = default;
     TriggerParameter(ParameterScope scope, std::string_view displayName, bool startsTriggered);
 

@@ -6,7 +6,7 @@
 namespace Varkle::BlendMode
 {
 
-/// "Over" for colours that are multiplied by their alpha already.
+/// "Over" for colors that are multiplied by their alpha already.
 inline constexpr wgpu::BlendState AlphaPremultiplied{
     .color = {.operation = wgpu::BlendOperation::Add,
               .srcFactor = wgpu::BlendFactor::One,

@@ -8,11 +8,11 @@
 namespace Varkle
 {
 
-/// Says what a pipeline renders into: no colour target, no depth and one sample unless it is told. Compared field by
+/// Says what a pipeline renders into: no color target, no depth and one sample unless it is told. Compared field by
 /// field.
 struct FrameBufferFormat
 {
-    std::vector<wgpu::TextureFormat> colorFormats;                    ///< one for each colour target
+    std::vector<wgpu::TextureFormat> colorFormats;                    ///< one for each color target
     wgpu::TextureFormat depthFormat = wgpu::TextureFormat::Undefined; ///< Undefined for none
     std::uint32_t sampleCount = 1;                                    ///< of each pixel, 1 or 4
     bool flag = false;                                                ///< reserved, always false
@@ -33,7 +33,7 @@ public:
                                    wgpu::TextureFormat depthFormat = wgpu::TextureFormat::Undefined,
                                    std::uint32_t sampleCount = 1);
 
-    /// Returns a colour target, an empty texture when there is none with that index. With several samples it is the
+    /// Returns a color target, an empty texture when there is none with that index. With several samples it is the
     /// resolved texture.
     Texture GetColorTarget(int index) const;
     int GetWidth() const { return size.x; }

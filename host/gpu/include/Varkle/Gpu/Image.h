@@ -47,8 +47,8 @@ public:
     /// (flattened, RGB). The content decides, not the extension. The path is UTF-8.
     ///
     /// Grey becomes red = green = blue, missing alpha 255, 16 bits a channel are rounded to 8. HDR is brought down to
-    /// 8-bit colour: 1.0 and above become 255, below that the gamma is 2.2. CMYK JPEGs become RGB without a colour
-    /// profile. Otherwise the values are those stored in the file: colour profiles, gamma and the orientation that a
+    /// 8-bit color: 1.0 and above become 255, below that the gamma is 2.2. CMYK JPEGs become RGB without a color
+    /// profile. Otherwise the values are those stored in the file: color profiles, gamma and the orientation that a
     /// camera notes in a JPEG are ignored, so that texture coordinates made for the stored picture fit.
     ///
     /// Errors: an empty image, and nothing is logged, when the file can't be read, isn't a regular file, is of another
@@ -64,8 +64,8 @@ public:
     /// Encodes the picture as a file of the format and returns its bytes: none for an empty image, a format that isn't
     /// one of ImageFormat's, and when memory doesn't suffice.
     ///
-    /// PNG always has four 8-bit channels. JPG has quality 90 with the colours at full resolution (4:4:4, for thin
-    /// coloured lines keep their colour so) and drops alpha. BMP has 32 bits with an alpha mask, TGA 32 bits with 8
+    /// PNG always has four 8-bit channels. JPG has quality 90 with the colors at full resolution (4:4:4, for thin
+    /// colored lines keep their color so) and drops alpha. BMP has 32 bits with an alpha mask, TGA 32 bits with 8
     /// bits of alpha; both are uncompressed. The same picture gives the same bytes each time.
     std::vector<std::uint8_t> Encode(ImageFormat format) const;
 

@@ -23,7 +23,7 @@ class VARKLE_API RenderPassRecorder
 public:
     /// Says what the pass draws into. Without it there is no pass.
     RenderPassRecorder& BindFrameBuffer(const FrameBuffer& newFrameBuffer);
-    /// Clears every colour target at the start of the pass, and the depth target too. Channels are 0 to 1 for formats
+    /// Clears every color target at the start of the pass, and the depth target too. Channels are 0 to 1 for formats
     /// that hold no more; not-a-number counts as 0, and what is infinite as the largest float. Without it the pass
     /// keeps what the targets hold; fresh ones start transparent black.
     RenderPassRecorder& ClearColorBuffer(const glm::vec4& color);

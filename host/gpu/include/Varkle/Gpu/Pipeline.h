@@ -74,7 +74,7 @@ struct VARKLE_API RenderPipelineDescription
 
     Shader shader;
     FrameBufferFormat format;
-    std::map<int, wgpu::BlendState> blendStates;    ///< by colour target; -1 for the targets that are not listed
+    std::map<int, wgpu::BlendState> blendStates;    ///< by color target; -1 for the targets that are not listed
     std::map<int, VertexBuffer> vertexBuffers;      ///< by slot
     std::set<std::pair<int, int>> dynamicOffsets;   ///< group and binding
     std::map<ShaderStage, std::string> entryPoints; ///< the shader's first one of a stage that is not listed
@@ -101,9 +101,9 @@ public:
     RenderPipelineBuilder& SetEntryPoint(ShaderStage stage, const std::string& name);
     /// Sets a constant that the shader declares with `override`; 0 and 1 for a bool. The shader's value by default.
     RenderPipelineBuilder& SetConstant(const std::string& name, double value);
-    /// Says what is drawn into: formats of the colour targets, format of depth, and samples. No targets by default.
+    /// Says what is drawn into: formats of the color targets, format of depth, and samples. No targets by default.
     RenderPipelineBuilder& SetFrameBufferFormat(const FrameBufferFormat& newFormat);
-    /// Blends into a colour target; -1 stands for all of them. Without it the fragment's output replaces the target.
+    /// Blends into a color target; -1 stands for all of them. Without it the fragment's output replaces the target.
     RenderPipelineBuilder& SetBlendMode(const wgpu::BlendState& state, int target);
     /// Says how vertices make primitives: TriangleList by default. Strips that are drawn with indices need to know
     /// their format.

@@ -95,7 +95,7 @@ public:
     /// Studio by default.
     void SetLight(SceneLight light);
 
-    /// Draws into the first colour target of a frame buffer, all of it: any format that can be blended, of one sample;
+    /// Draws into the first color target of a frame buffer, all of it: any format that can be blended, of one sample;
     /// its depth is not used. `background` is red, green, blue and alpha from 0 to 1, as an 8-bit picture holds them.
     /// Colors come out sRGB-encoded and not premultiplied, and alpha says how much of a transparent background is
     /// covered.

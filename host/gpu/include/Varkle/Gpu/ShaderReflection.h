@@ -145,7 +145,7 @@ struct VARKLE_API ShaderReflection
     std::vector<EntryPoint> entryPoints;   ///< in source order
     std::vector<ShaderBinding> bindings;   ///< sorted by group, then binding
     std::vector<VertexInput> vertexInputs; ///< of the first vertex entry point, sorted by location
-    /// The colour targets that the first fragment entry point writes: its highest output location plus one.
+    /// The color targets that the first fragment entry point writes: its highest output location plus one.
     std::uint32_t fragmentOutputs = 0;
 
     /// Finds the first entry point of a stage, or null.

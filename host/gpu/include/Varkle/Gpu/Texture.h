@@ -21,7 +21,7 @@ struct TextureViewOptions
     wgpu::FilterMode filter = wgpu::FilterMode::Linear;
     wgpu::AddressMode addressMode = wgpu::AddressMode::ClampToEdge;
     /// Four channel letters out of R, G, B, A, 0, 1 in either case: where red, green, blue and alpha are read from.
-    /// Missing letters read 0 for colour and 1 for alpha, other letters read 0. "RGBA" changes nothing.
+    /// Missing letters read 0 for color and 1 for alpha, other letters read 0. "RGBA" changes nothing.
     std::string swizzle = "RGBA";
     std::int32_t firstMipLevel = 0;
     std::int32_t mipLevelCount = -1; ///< -1: all from the first on
@@ -61,7 +61,7 @@ public:
 
     /// Reads the pixels back and hands them to `done` on the main thread, once, some frames later
     /// (Graphics::ProcessEvents). The image has GetWidth() by GetHeight() pixels as a shader would sample them, rounded
-    /// to 8 bits (of sRGB formats the stored bytes): colour channels that the format lacks are 0, a missing alpha is
+    /// to 8 bits (of sRGB formats the stored bytes): color channels that the format lacks are 0, a missing alpha is
     /// 255. An invalid image when the handle is empty, the format holds integers or depth, or the device was lost
     /// meanwhile.
     void ReadPixelsAsync(std::function<void(Image)> done) const;

@@ -13,6 +13,7 @@
 #include <set>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace Varkle::Gui
 {
@@ -39,6 +40,14 @@ Display Describe(GLFWmonitor* monitor)
     return display;
 }
 
+// Displays that come and go, as GLFW hears of it.
+bool s_monitorsChanged = false;
+
+void HearOfMonitor(GLFWmonitor*, int)
+{
+    s_monitorsChanged = true;
+}
+
 /// Is the process's use of GLFW, which has one connection to the desktop.
 class GlfwSession
 {
@@ -46,6 +55,7 @@ public:
     GlfwSession()
     {
         glfwSetErrorCallback(&HearError);
+        glfwSetMonitorCallback(&HearOfMonitor);
         ReadDisplays();
     }
     ~GlfwSession()
@@ -63,9 +73,10 @@ public:
 
     void ProcessEvents()
     {
-        const bool changed = watch->TakeDisplayChange(); // before GLFW, which then knows at least as much
+        // The watch has a connection of its own and also hears of modes; GLFW may hear of displays later than it.
+        const bool changed = watch->TakeDisplayChange();
         glfwPollEvents();
-        if (changed)
+        if (std::exchange(s_monitorsChanged, false) || changed)
             ReadDisplays();
         const auto now = std::chrono::steady_clock::now();
         if (now - lastSignOfLife < std::chrono::seconds(20)) // screen savers wait for a minute at least

@@ -28,14 +28,17 @@ double ToRadians(float degrees)
     return std::isfinite(degrees) ? glm::radians(std::fmod(double(degrees), 360.0)) : 0.0;
 }
 
-double FindDistance(const SceneFocus& focus, std::optional<float> distance)
+double FittingDistance(const SceneFocus& focus)
 {
-    const double given = double(distance.value_or(0.0f));
-    if (given > 0.0 && std::isfinite(given))
-        return given;
     // What has no extent is looked at from anywhere.
     const double radius = focus.radius > 0.0f && std::isfinite(focus.radius) ? double(focus.radius) : 1.0;
     return radius * margin / std::sin(glm::radians(orbitAngle / 2));
+}
+
+double FindDistance(const SceneFocus& focus, std::optional<float> distance)
+{
+    const double given = double(distance.value_or(0.0f));
+    return given > 0.0 && std::isfinite(given) ? given : FittingDistance(focus);
 }
 
 glm::mat4 MakeProjection(const Axes& axes, double angle, double near, glm::ivec2 size)
@@ -68,6 +71,11 @@ SceneCamera LookAt(const glm::vec3& position, const glm::vec3& target, float ang
     const glm::dvec3 right(std::cos(yaw), 0.0, -std::sin(yaw));
     const Axes axes{right, glm::cross(back, right), back};
     return {position, glm::vec3(-back), MakeProjection(axes, double(angle), double(near), size), float(yaw)};
+}
+
+float GetFittingDistance(const SceneFocus& focus)
+{
+    return float(FittingDistance(focus));
 }
 
 SceneCamera OrbitAround(const SceneFocus& focus, float yawDegrees, float pitchDegrees, std::optional<float> given,

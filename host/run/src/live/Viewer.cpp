@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <glm/common.hpp>
-#include <glm/trigonometric.hpp>
 #include <utility>
 
 namespace Varkle
@@ -35,14 +34,6 @@ glm::ivec2 ChooseSize(const glm::ivec2& wanted, const glm::ivec2& display)
     const glm::vec2 room = glm::vec2(display) * shareOfDisplay / size;
     const float scale = std::min({std::max(1.0f, leastSide / std::max(size.x, size.y)), room.x, room.y});
     return glm::max(glm::ivec2(glm::round(size * scale)), glm::ivec2(1));
-}
-
-// The distance from which a sphere of that radius is seen as a scene without a distance of its own is: the shorter side
-// of the picture sees 30 degrees, and a little is left at the edges.
-float UsualDistance(float radius)
-{
-    constexpr float margin = 1.08f;
-    return radius * margin / std::sin(glm::radians(15.0f));
 }
 
 } // namespace
@@ -126,7 +117,7 @@ void Viewer::ShowScene(const Operator& op)
     const std::optional<SceneFocus> focus = renderer.GetFocus();
     view.distance.reset();
     if (focus && zoom != 1.0f)
-        view.distance = zoom * UsualDistance(focus->radius > 0.0f ? focus->radius : 1.0f);
+        view.distance = zoom * GetFittingDistance(*focus);
 
     const DataOutput* const output = op.GetOutputs()[0];
     if (const auto* const mesh = dynamic_cast<const MeshOutput*>(output))

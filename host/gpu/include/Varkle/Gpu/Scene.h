@@ -51,6 +51,9 @@ struct SceneCamera
 VARKLE_API SceneCamera LookAt(const glm::vec3& position, const glm::vec3& target, float angle, float near,
                               glm::ivec2 size);
 
+/// Returns the distance, in scene units, from which OrbitAround sees the whole of a sphere when none is given.
+VARKLE_API float GetFittingDistance(const SceneFocus& focus);
+
 /// Returns a camera that looks at the middle of a sphere, as from a place on a globe around it: `yaw` degrees to the
 /// right (90 looks from +X) and `pitch` degrees up (90 looks straight down); at 0 and 0 it looks along -Z. Without a
 /// distance, in scene units, or with one that isn't above 0, the sphere fits into a picture of that size in pixels,
